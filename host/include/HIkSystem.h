@@ -1,0 +1,24 @@
+#pragma once
+#include "HObject.h"
+#include "HStatus.h"
+
+// IK evaluation. A handle is dirty when its own attributes or transform change,
+// when a transform above it changes, when its solver changes, or when the
+// preferred angles of its chain change; editing the rotations of its chain's
+// joints by hand does not dirty it. The command engine solves every dirty,
+// enabled handle before a command reads scene state and at the end of every
+// command; reads through the C++ API never trigger evaluation.
+class HIkSystem {
+ public:
+  // Solves every dirty handle whose solverEnable is on and whose solver is set;
+  // returns the first failure (every handle is still tried).
+  static HStatus evaluate();
+  static HStatus solveHandle(const HObject& handle);
+  static bool isDirty(const HObject& handle);
+  static void markDirty(const HObject& handle);
+  // Moves the handle onto its effector through its solver's snapHandle.
+  static HStatus snapHandle(const HObject& handle);
+  // Globally suspends solving (e.g. while a scene file is read).
+  static void setSolvingSuspended(bool suspended);
+  static bool isSolvingSuspended();
+};

@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
+# build tool, GoogleTest/GoogleMock, Google Benchmark and clang-format. When everything is there it
+# only looks (no network, well under a second). When something is missing it installs it as root,
+# or otherwise names the missing Debian packages and fails.
+set -euo pipefail
+
+missing=()
+
+# Tools count when they are on PATH, however they got there.
+need_tool() {  # need_tool COMMAND DEBIAN_PACKAGE
+  command -v "$1" >/dev/null 2>&1 || missing+=("$2")
+}
+
+# Libraries are found through their Debian packages: CMake finds them via the files these install.
+need_pkg() {  # need_pkg DEBIAN_PACKAGE
+  local status
+  status=$(dpkg-query -W -f='${db:Status-Abbrev}' "$1" 2>/dev/null || true)
+  [[ $status == ii* ]] || missing+=("$1")
+}
+
+if ! command -v dpkg-query >/dev/null 2>&1; then
+  echo "deps.sh: this is not a Debian-based machine; install by hand: g++ (C++17), cmake >= 3.20," \
+    "make or ninja, GoogleTest and GoogleMock, Google Benchmark, clang-format" >&2
+  exit 1
+fi
+
+need_tool g++ g++
+need_tool cmake cmake
+need_tool ctest cmake
+if ! command -v make >/dev/null 2>&1 && ! command -v ninja >/dev/null 2>&1; then
+  missing+=(make)
+fi
+need_tool clang-format clang-format
+need_pkg libgtest-dev
+need_pkg libgmock-dev
+need_pkg libbenchmark-dev
+
+if [[ ${#missing[@]} -eq 0 ]]; then
+  exit 0
+fi
+
+# One name per package even when two checks point at it (cmake and ctest).
+mapfile -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)
+
+if [[ $(id -u) -ne 0 ]]; then
+  echo "deps.sh: missing Debian packages: ${missing[*]}" >&2
+  echo "deps.sh: as root run: apt-get update && apt-get install -y ${missing[*]}" >&2
+  exit 1
+fi
+
+echo "deps.sh: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -q
+apt-get install -y -q --no-install-recommends "${missing[@]}"

@@ -1,0 +1,7 @@
+#pragma once
+#include "HArray.h"
+
+class HIntArray : public HArray<int> {
+ public:
+  using HArray<int>::HArray;
+};

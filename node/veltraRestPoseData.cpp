@@ -1,0 +1,126 @@
+// The rest pose and the rest pole vector stored with the chain.
+//
+// The rest pose lives in the joints' preferred angles; the handle only carries
+// the hidden marker "wexelRestPose", whose presence says that those angles have
+// been captured for this solver. The rest pole vector is a hidden three-double
+// attribute, "wexelRestPoleVector". Both are created, and their contents
+// captured, on first use.
+
+#include <HFnAttribute.h>
+#include <HFnNumericAttribute.h>
+#include <HFnNumericData.h>
+
+#include "veltra.h"
+
+namespace {
+const char* const kRestPoseName = "wexelRestPose";
+const char* const kRestPoseShortName = "wrp";
+const char* const kRestPoleVectorName = "wexelRestPoleVector";
+const char* const kRestPoleVectorShortName = "wrpv";
+}  // namespace
+
+bool veltra::ikRestPoseExists(const HDagPath& handle) const {
+  return attributeExists(handle, kRestPoseName);
+}
+
+HStatus veltra::ikRestPoseGet(const HDagPathArray& joints, const HDagPath& handle,
+                              HVectorArray& restPose) {
+  if (!ikRestPoseExists(handle)) {
+    return HStatus(HStatus::kFailure);
+  }
+  return ikPrefAngles(joints, restPose);
+}
+
+HStatus veltra::ikRestPoseSet(const HDagPathArray& joints, const HDagPath& handle,
+                              const HVectorArray& restPose) {
+  if (!ikRestPoseExists(handle)) {
+    return HStatus(HStatus::kFailure);
+  }
+  return ikPrefAnglesSet(joints, restPose);
+}
+
+HStatus veltra::ikRestPoseCreate(const HDagPathArray& joints, const HDagPath& handle,
+                                 HDGModifier* modifier) {
+  // An existing rest pose is never recaptured here; only the rest-pose command
+  // replaces it on purpose.
+  if (ikRestPoseExists(handle)) {
+    return HStatus(HStatus::kSuccess);
+  }
+
+  // Creation statuses are not tested: a bad attribute object makes the
+  // addition below fail.
+  HFnNumericAttribute fnAttribute;
+  const HObject attribute =
+      fnAttribute.create(kRestPoseName, kRestPoseShortName, HFnNumericData::kInt, 1.0);
+  fnAttribute.setHidden(true);
+
+  const HStatus added = addHandleAttribute(handle, attribute, modifier);
+  if (added != HStatus::kSuccess) {
+    return added;
+  }
+
+  // ikPose reports its own failures; whatever it captured becomes the rest pose.
+  HVectorArray pose;
+  ikPose(joints, pose);
+  return ikRestPoseSet(joints, handle, pose);
+}
+
+HStatus veltra::ikRestPose(const HDagPathArray& joints, const HDagPath& handle,
+                           HVectorArray& restPose, HDGModifier* modifier) {
+  if (!ikRestPoseExists(handle)) {
+    const HStatus created = ikRestPoseCreate(joints, handle, modifier);
+    if (created != HStatus::kSuccess) {
+      created.perror("veltra::ikRestPose() - ikRestPoseCreate() failed.");
+      return created;
+    }
+  }
+  return ikRestPoseGet(joints, handle, restPose);
+}
+
+HStatus veltra::ikRestPoleVectorGet(const HDagPath& handle, HVector& restPoleVector) {
+  if (!attributeExists(handle, kRestPoleVectorName)) {
+    return HStatus(HStatus::kFailure);
+  }
+  return getCompAttr(handle, kRestPoleVectorName, restPoleVector);
+}
+
+HStatus veltra::ikRestPoleVectorSet(const HDagPath& handle, const HVector& restPoleVector) {
+  if (!attributeExists(handle, kRestPoleVectorName)) {
+    return HStatus(HStatus::kFailure);
+  }
+  return setCompAttr(handle, kRestPoleVectorName, restPoleVector);
+}
+
+HStatus veltra::ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier) {
+  if (attributeExists(handle, kRestPoleVectorName)) {
+    return HStatus(HStatus::kSuccess);
+  }
+
+  HFnNumericAttribute fnAttribute;
+  const HObject attribute = fnAttribute.create(kRestPoleVectorName, kRestPoleVectorShortName,
+                                               HFnNumericData::k3Double, 0.0);
+  fnAttribute.setHidden(true);
+
+  const HStatus added = addHandleAttribute(handle, attribute, modifier);
+  if (added != HStatus::kSuccess) {
+    return added;
+  }
+
+  // The handle's pole vector at the time of capture; an unreadable one leaves
+  // the zero vector.
+  HVector poleVector(0.0, 0.0, 0.0);
+  ikPoleVector(handle, poleVector);
+  return ikRestPoleVectorSet(handle, poleVector);
+}
+
+HStatus veltra::ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector,
+                                 HDGModifier* modifier) {
+  if (!attributeExists(handle, kRestPoleVectorName)) {
+    const HStatus created = ikRestPoleVectorCreate(handle, modifier);
+    if (created != HStatus::kSuccess) {
+      created.perror("veltra::ikRestPoleVector() - ikRestPoleVectorCreate() failed.");
+      return created;
+    }
+  }
+  return ikRestPoleVectorGet(handle, restPoleVector);
+}

@@ -1,0 +1,223 @@
+// The chain walk, pose capture, preferred angles, the stored rest pose and
+// rest pole vector, and snapping the handle onto its effector.
+
+#include <gtest/gtest.h>
+
+#include <HDGModifier.h>
+#include <HFnDependencyNode.h>
+#include <HFnTransform.h>
+
+#include "VeltraNodeScene.h"
+
+using namespace veltratest;
+
+namespace {
+
+class PoseTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    registerVeltraNodeType();
+    HFileIO::newFile(true);
+  }
+
+  // A three-bone chain with distinct rotations everywhere, no solver.
+  void makeChain() {
+    std::vector<JointSpec> specs = planarSpecs(3);
+    for (size_t i = 0; i < specs.size(); ++i) {
+      specs[i].rotate = HVector(0.1 * i, -0.05 * i, 0.3 + 0.1 * i);
+    }
+    fChain = buildSolverChain(specs, false);
+    fJoints = solverChainOf(fChain.handle);
+  }
+
+  SolverChain fChain;
+  HDagPathArray fJoints;
+  veltra fSolver;
+};
+
+TEST_F(PoseTest, ChainRunsFromStartJointToEffector) {
+  makeChain();
+  ASSERT_EQ(fJoints.length(), 4u);
+  for (unsigned i = 0; i < 3; ++i) {
+    EXPECT_EQ(fJoints[i], fChain.joints[i]) << i;
+  }
+  // The last entry is the effector, a sibling of the end joint.
+  EXPECT_EQ(fJoints[3].apiType(), HFn::kIkEffector);
+  HDagPath effector;
+  HFnIkHandle(fChain.handle).getEffector(effector);
+  EXPECT_EQ(fJoints[3], effector);
+}
+
+TEST_F(PoseTest, ChainWalkPassesThroughPlainTransforms) {
+  // root -> joint -> transform -> joint -> end: every node on the way counts.
+  HFnIkJoint fnJoint;
+  const HObject root = fnJoint.create();
+  const HObject middle = fnJoint.create(root);
+  fnJoint.setTranslation(HVector(1.0, 0.0, 0.0), HSpace::kTransform);
+  HFnTransform fnTransform;
+  const HObject group = fnTransform.create(middle);
+  const HObject last = fnJoint.create(group);
+  fnJoint.setTranslation(HVector(1.0, 1.0, 0.0), HSpace::kTransform);
+  const HObject end = fnJoint.create(last);
+  fnJoint.setTranslation(HVector(0.0, 1.0, 0.0), HSpace::kTransform);
+  HFnIkHandle fnHandle;
+  const HObject handle = fnHandle.create(pathOf(root), pathOf(end));
+  const HDagPathArray joints = solverChainOf(pathOf(handle));
+  ASSERT_EQ(joints.length(), 5u);
+  EXPECT_EQ(joints[1].node(), middle);
+  EXPECT_EQ(joints[2].node(), group);
+  EXPECT_EQ(joints[3].node(), last);
+}
+
+TEST_F(PoseTest, PoseCapturesEveryEntryIncludingTheEffector) {
+  makeChain();
+  HVectorArray pose(7, HVector(5.0, 5.0, 5.0));  // arrives with stale content
+  ASSERT_EQ(fSolver.ikPose(fJoints, pose), HStatus::kSuccess);
+  ASSERT_EQ(pose.length(), 4u);
+  for (unsigned i = 0; i < 4; ++i) {
+    EXPECT_TRUE(pose[i].isEquivalent(rotationOf(fJoints[i]), 1e-12)) << i;
+  }
+}
+
+TEST_F(PoseTest, PoseOfANonTransformIsReported) {
+  makeChain();
+  HDagPathArray broken = fJoints;
+  broken[2] = HDagPath();
+  ErrorCapture errors;
+  HVectorArray pose;
+  EXPECT_NE(fSolver.ikPose(broken, pose), HStatus::kSuccess);
+  EXPECT_TRUE(errors.contains("veltra::ikPose() - Could not attach HFnTransform to joint."))
+      << errors.text();
+  EXPECT_EQ(pose.length(), 4u);
+}
+
+TEST_F(PoseTest, PreferredAnglesRoundTripAndSkipTheEffector) {
+  makeChain();
+  HVectorArray written(4);
+  for (unsigned i = 0; i < 4; ++i) {
+    written[i] = HVector(0.2 * i, -0.1, 0.05 * i);
+  }
+  ASSERT_EQ(fSolver.ikPrefAnglesSet(fJoints, written), HStatus::kSuccess);
+  HVectorArray read;
+  ASSERT_EQ(fSolver.ikPrefAngles(fJoints, read), HStatus::kSuccess);
+  ASSERT_EQ(read.length(), 4u);
+  for (unsigned i = 0; i < 3; ++i) {
+    EXPECT_TRUE(read[i].isEquivalent(written[i], 1e-12)) << i;
+  }
+  EXPECT_EQ(read[3], HVector(0.0, 0.0, 0.0));
+}
+
+TEST_F(PoseTest, PreferredAnglesOfTinyChains) {
+  makeChain();
+  HDagPathArray single;
+  single.append(fJoints[0]);
+  HVectorArray read;
+  EXPECT_EQ(fSolver.ikPrefAngles(single, read), HStatus::kSuccess);
+  ASSERT_EQ(read.length(), 1u);
+  EXPECT_EQ(read[0], HVector(0.0, 0.0, 0.0));
+  const HVector before = preferredAngleOf(fJoints[0]);
+  EXPECT_EQ(fSolver.ikPrefAnglesSet(single, HVectorArray(1, HVector(1.0, 1.0, 1.0))),
+            HStatus::kSuccess);
+  EXPECT_EQ(preferredAngleOf(fJoints[0]), before);
+
+  const HDagPathArray empty;
+  EXPECT_EQ(fSolver.ikPrefAngles(empty, read), HStatus::kSuccess);
+  EXPECT_EQ(read.length(), 0u);
+  EXPECT_EQ(fSolver.ikPrefAnglesSet(empty, read), HStatus::kSuccess);
+}
+
+TEST_F(PoseTest, RestPoseIsCapturedOnceAndThenReadFromPreferredAngles) {
+  makeChain();
+  const std::vector<HVector> posed = rotationsOf(fChain.joints);
+  HVectorArray rest;
+  EXPECT_EQ(fSolver.ikRestPoseGet(fJoints, fChain.handle, rest), HStatus::kFailure);
+  ASSERT_EQ(fSolver.ikRestPose(fJoints, fChain.handle, rest, nullptr), HStatus::kSuccess);
+  EXPECT_TRUE(fSolver.ikRestPoseExists(fChain.handle));
+  ASSERT_EQ(rest.length(), 4u);
+  for (unsigned i = 0; i < 3; ++i) {
+    EXPECT_TRUE(rest[i].isEquivalent(posed[i], 1e-12)) << i;
+  }
+  EXPECT_EQ(rest[3], HVector(0.0, 0.0, 0.0));
+
+  // Posing the chain differently changes nothing; editing a preferred angle
+  // changes the rest pose.
+  HFnTransform(fJoints[1]).setRotation(HEulerRotation(0.7, 0.0, 0.0));
+  ASSERT_EQ(fSolver.ikRestPoseCreate(fJoints, fChain.handle, nullptr), HStatus::kSuccess);
+  HVectorArray again;
+  fSolver.ikRestPose(fJoints, fChain.handle, again, nullptr);
+  EXPECT_TRUE(again[1].isEquivalent(posed[1], 1e-12));
+  const double edited[3] = {0.0, 0.25, 0.0};
+  HFnIkJoint(fJoints[1]).setPreferedAngle(edited);
+  fSolver.ikRestPoseGet(fJoints, fChain.handle, again);
+  EXPECT_EQ(again[1], HVector(0.0, 0.25, 0.0));
+}
+
+TEST_F(PoseTest, RestPoseThroughAModifierUndoesOnlyTheMarker) {
+  makeChain();
+  HDGModifier modifier;
+  HVectorArray rest;
+  ASSERT_EQ(fSolver.ikRestPose(fJoints, fChain.handle, rest, &modifier), HStatus::kSuccess);
+  EXPECT_TRUE(fSolver.ikRestPoseExists(fChain.handle));
+  modifier.undoIt();
+  EXPECT_FALSE(fSolver.ikRestPoseExists(fChain.handle));
+  // The captured preferred angles went to the joints directly and stay.
+  EXPECT_TRUE(preferredAngleOf(fJoints[1]).isEquivalent(rotationOf(fJoints[1]), 1e-12));
+  HVectorArray untouched(2, HVector(3.0, 3.0, 3.0));
+  EXPECT_EQ(fSolver.ikRestPoseGet(fJoints, fChain.handle, untouched), HStatus::kFailure);
+  EXPECT_EQ(untouched[0], HVector(3.0, 3.0, 3.0));
+}
+
+TEST_F(PoseTest, RestPoleVectorKeepsTheFirstPoleVector) {
+  makeChain();
+  HVector poleVector;
+  ASSERT_EQ(fSolver.ikPoleVector(fChain.handle, poleVector), HStatus::kSuccess);
+  HVector rest(9.0, 9.0, 9.0);
+  EXPECT_EQ(fSolver.ikRestPoleVectorGet(fChain.handle, rest), HStatus::kFailure);
+  EXPECT_EQ(fSolver.ikRestPoleVectorSet(fChain.handle, rest), HStatus::kFailure);
+  ASSERT_EQ(fSolver.ikRestPoleVector(fChain.handle, rest, nullptr), HStatus::kSuccess);
+  EXPECT_EQ(rest, poleVector);
+
+  HFnDependencyNode fnHandle(fChain.handle.node());
+  fnHandle.findPlug("pvx").setValue(poleVector.x + 1.0);
+  HVector later;
+  fSolver.ikRestPoleVector(fChain.handle, later, nullptr);
+  EXPECT_EQ(later, poleVector);
+  HVector now;
+  fSolver.ikPoleVector(fChain.handle, now);
+  EXPECT_EQ(now.x, poleVector.x + 1.0);
+}
+
+TEST_F(PoseTest, SnapMovesTheHandleOntoTheEffector) {
+  makeChain();
+  const HDagPathArray joints = fJoints;
+  HFnTransform fnHandle(fChain.handle);
+  HEulerRotation handleRotation(0.2, 0.3, 0.4);
+  fnHandle.setRotation(handleRotation);
+  moveHandleTo(fChain.handle, HVector(-4.0, 2.0, 7.0));
+  HObject handleNode = fChain.handle.node();
+  fSolver.snapHandle(handleNode);
+  const HVector effector = worldPosition(joints[joints.length() - 1]);
+  EXPECT_TRUE(worldPosition(fChain.handle).isEquivalent(effector, 1e-9));
+  HEulerRotation after;
+  fnHandle.getRotation(after);
+  EXPECT_TRUE(after.asVector().isEquivalent(handleRotation.asVector(), 1e-12));
+  // Already there: no move.
+  fSolver.snapHandle(handleNode);
+  EXPECT_TRUE(worldPosition(fChain.handle).isEquivalent(effector, 1e-9));
+}
+
+TEST_F(PoseTest, SnapWorksUnderAMovedParent) {
+  makeChain();
+  HFnTransform fnGroup;
+  const HObject group = fnGroup.create();
+  fnGroup.setTranslation(HVector(3.0, -1.0, 2.0), HSpace::kTransform);
+  fnGroup.setRotation(HEulerRotation(0.0, 0.5, 0.0));
+  HFnDagNode(fChain.handle.node()).setParent(group);
+  const HDagPath handle = pathOf(fChain.handle.node());
+  HObject handleNode = handle.node();
+  fSolver.snapHandle(handleNode);
+  EXPECT_TRUE(
+      worldPosition(handle).isEquivalent(worldPosition(fJoints[fJoints.length() - 1]), 1e-9));
+}
+
+}  // namespace

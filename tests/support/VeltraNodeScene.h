@@ -1,0 +1,171 @@
+#pragma once
+// Helpers for driving the veltra solver node through the host in-process, as
+// the host itself would: the node type is registered by a statically linked
+// plug-in, chains are real joints with an IK handle, and solving goes through
+// HIkSystem::evaluate.
+
+#include <HDagPath.h>
+#include <HDagPathArray.h>
+#include <HEulerRotation.h>
+#include <HFileIO.h>
+#include <HFnDependencyNode.h>
+#include <HFnIkHandle.h>
+#include <HFnIkJoint.h>
+#include <HFnPlugin.h>
+#include <HFnTransform.h>
+#include <HIkSystem.h>
+#include <HMatrix.h>
+#include <HPluginManager.h>
+#include <HPoint.h>
+#include <HPxNode.h>
+#include <HQuaternion.h>
+#include <HSpace.h>
+#include <HStatus.h>
+#include <HVector.h>
+#include <veltra.h>
+
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace veltratest {
+
+inline HStatus initVeltraTestPlugin(HObject plugin) {
+  HFnPlugin fnPlugin(plugin, "Quarrow", "1.0", "Any");
+  return fnPlugin.registerNode("veltra", veltra::id, veltra::creator, veltra::initialize,
+                               HPxNode::kIkSolverNode);
+}
+
+inline HStatus uninitVeltraTestPlugin(HObject plugin) {
+  HFnPlugin fnPlugin(plugin);
+  return fnPlugin.deregisterNode(veltra::id);
+}
+
+// Registers the node type once per test program.
+inline void registerVeltraNodeType() {
+  if (!HPluginManager::isLoaded("veltraTest")) {
+    HPluginManager::loadStatic("veltraTest", initVeltraTestPlugin, uninitVeltraTestPlugin);
+  }
+}
+
+// Sends the host's error output to a string for as long as it lives.
+class ErrorCapture {
+ public:
+  ErrorCapture() { HStatus::setErrorStream(&fStream); }
+  ~ErrorCapture() { HStatus::setErrorStream(nullptr); }
+  ErrorCapture(const ErrorCapture&) = delete;
+  ErrorCapture& operator=(const ErrorCapture&) = delete;
+  std::string text() const { return fStream.str(); }
+  bool contains(const std::string& piece) const {
+    return fStream.str().find(piece) != std::string::npos;
+  }
+
+ private:
+  std::ostringstream fStream;
+};
+
+// One joint of a chain under construction; angles in radians.
+struct JointSpec {
+  HVector translate;
+  HVector rotate;
+  HVector jointOrient;
+  HVector rotateAxis;
+};
+
+// A built chain: its joints from the root down, the IK handle and the solver.
+struct SolverChain {
+  std::vector<HDagPath> joints;
+  HDagPath handle;
+  HObject solver;
+};
+
+inline HDagPath pathOf(const HObject& node) {
+  HDagPath path;
+  HDagPath::getAPathTo(node, path);
+  return path;
+}
+
+// Builds joints, each the child of the previous one (the first under `parent`,
+// the world when null), then an IK handle from the first to the last joint.
+// With `withSolver` a veltra node is created and made the handle's solver.
+inline SolverChain buildSolverChain(const std::vector<JointSpec>& specs, bool withSolver = true,
+                                    const HObject& parent = HObject::kNullObj) {
+  SolverChain chain;
+  HObject above = parent;
+  for (const JointSpec& spec : specs) {
+    HFnIkJoint fnJoint;
+    const HObject joint = fnJoint.create(above);
+    fnJoint.setTranslation(spec.translate, HSpace::kTransform);
+    fnJoint.setOrientation(HEulerRotation(spec.jointOrient));
+    fnJoint.setRotateOrientation(HEulerRotation(spec.rotateAxis).asQuaternion(),
+                                 HSpace::kTransform);
+    fnJoint.setRotation(HEulerRotation(spec.rotate));
+    chain.joints.push_back(pathOf(joint));
+    above = joint;
+  }
+  HFnIkHandle fnHandle;
+  const HObject handle = fnHandle.create(chain.joints.front(), chain.joints.back());
+  chain.handle = pathOf(handle);
+  if (withSolver) {
+    HFnDependencyNode fnNode;
+    chain.solver = fnNode.create("veltra");
+    fnHandle.setSolver(chain.solver);
+  }
+  return chain;
+}
+
+// A planar chain bent in the xy plane: `bones` bones of the given length, every
+// joint turned by `bend` about z.
+inline std::vector<JointSpec> planarSpecs(unsigned bones, double length = 1.0, double bend = 0.4) {
+  std::vector<JointSpec> specs;
+  for (unsigned i = 0; i <= bones; ++i) {
+    JointSpec spec;
+    spec.translate = i == 0 ? HVector(0.0, 0.0, 0.0) : HVector(length, 0.0, 0.0);
+    spec.rotate = i < bones ? HVector(0.0, 0.0, bend) : HVector(0.0, 0.0, 0.0);
+    specs.push_back(spec);
+  }
+  return specs;
+}
+
+inline HVector worldPosition(const HDagPath& path) {
+  const HPoint p = HPoint::origin * path.inclusiveMatrix();
+  return HVector(p.x / p.w, p.y / p.w, p.z / p.w);
+}
+
+inline HVector rotationOf(const HDagPath& path) {
+  HFnTransform fnTransform(path);
+  HEulerRotation rotation;
+  fnTransform.getRotation(rotation);
+  return rotation.asVector();
+}
+
+inline std::vector<HVector> rotationsOf(const std::vector<HDagPath>& joints) {
+  std::vector<HVector> rotations;
+  for (const HDagPath& joint : joints) {
+    rotations.push_back(rotationOf(joint));
+  }
+  return rotations;
+}
+
+// The handle's chain as the solver sees it: start joint to end effector.
+inline HDagPathArray solverChainOf(const HDagPath& handle) {
+  veltra solver;
+  HDagPathArray joints;
+  solver.ikJointChain(handle, joints);
+  return joints;
+}
+
+inline void moveHandleTo(const HDagPath& handle, const HVector& world) {
+  HFnTransform fnTransform(handle);
+  fnTransform.setTranslation(world, HSpace::kWorld);
+}
+
+inline HVector preferredAngleOf(const HDagPath& joint) {
+  HFnIkJoint fnJoint(joint);
+  double angle[3] = {0.0, 0.0, 0.0};
+  fnJoint.getPreferedAngle(angle);
+  return HVector(angle[0], angle[1], angle[2]);
+}
+
+}  // namespace veltratest

@@ -1,0 +1,317 @@
+// The real veltra.so loaded into the host process: registration and its
+// failures, the rest-pose command with undo and redo, the scene callbacks, and
+// solving across save and open.
+
+#include <gtest/gtest.h>
+
+#include <HDagPath.h>
+#include <HEulerRotation.h>
+#include <HFileIO.h>
+#include <HFnDependencyNode.h>
+#include <HFnIkHandle.h>
+#include <HFnIkJoint.h>
+#include <HFnPlugin.h>
+#include <HFnTransform.h>
+#include <HGlobal.h>
+#include <HIkSystem.h>
+#include <HMatrix.h>
+#include <HPluginManager.h>
+#include <HPoint.h>
+#include <HPxNode.h>
+#include <HSelectionList.h>
+#include <HSpace.h>
+#include <HStatus.h>
+#include <HTypeId.h>
+#include <HVector.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string pluginPath() {
+  const char* dir = std::getenv("VELTRA_BINARY_DIR");
+  return std::string(dir != nullptr ? dir : ".") + "/lib/veltra.so";
+}
+
+class ErrorCapture {
+ public:
+  ErrorCapture() { HStatus::setErrorStream(&fStream); }
+  ~ErrorCapture() { HStatus::setErrorStream(nullptr); }
+  std::string text() const { return fStream.str(); }
+  bool contains(const std::string& piece) const { return text().find(piece) != std::string::npos; }
+
+ private:
+  std::ostringstream fStream;
+};
+
+HStatus run(const std::string& command) {
+  return HGlobal::executeCommand(HString(command.c_str()), false, true);
+}
+
+HDagPath pathNamed(const char* name) {
+  HSelectionList list;
+  list.add(name);
+  HDagPath path;
+  list.getDagPath(0, path);
+  return path;
+}
+
+bool exists(const char* name) {
+  HSelectionList list;
+  return HGlobal::getSelectionListByName(name, list) == HStatus::kSuccess && list.length() > 0;
+}
+
+bool hasAttribute(const char* node, const char* attribute) {
+  HSelectionList list;
+  list.add(node);
+  HObject object;
+  list.getDependNode(0, object);
+  return HFnDependencyNode(object).hasAttribute(attribute);
+}
+
+HVector worldPosition(const HDagPath& path) {
+  const HPoint p = HPoint::origin * path.inclusiveMatrix();
+  return HVector(p.x, p.y, p.z);
+}
+
+HVector preferredAngle(const char* joint) {
+  HFnIkJoint fnJoint(pathNamed(joint));
+  double angle[3] = {0.0, 0.0, 0.0};
+  fnJoint.getPreferedAngle(angle);
+  return HVector(angle[0], angle[1], angle[2]);
+}
+
+// Names of every node of a type.
+std::vector<std::string> nodesOfType(const char* type) {
+  HStringArray result;
+  HGlobal::executeCommand(HString((std::string("ls -type ") + type).c_str()), result);
+  std::vector<std::string> names;
+  for (const HString& name : result) {
+    names.push_back(name.asChar());
+  }
+  return names;
+}
+
+// A scene file path private to this test process.
+std::string tempScene(const char* tag) {
+  return ::testing::TempDir() + "veltra_" + tag + "_" + std::to_string(getpid()) + ".hsa";
+}
+
+// A node type that takes veltra's type id, so that veltra's registration fails.
+class Squatter : public HPxNode {};
+void* createSquatter() {
+  return new Squatter();
+}
+HStatus initializeSquatter() {
+  return HStatus(HStatus::kSuccess);
+}
+
+HStatus initSquatter(HObject plugin) {
+  HFnPlugin fnPlugin(plugin);
+  return fnPlugin.registerNode("squatter", HTypeId(0x12345678), createSquatter, initializeSquatter);
+}
+HStatus uninitSquatter(HObject plugin) {
+  HFnPlugin fnPlugin(plugin);
+  return fnPlugin.deregisterNode(HTypeId(0x12345678));
+}
+
+class PluginTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HFileIO::newFile(true);
+    HStatus status;
+    HPluginManager::load(pluginPath().c_str(), &status);
+    ASSERT_EQ(status, HStatus::kSuccess) << "could not load " << pluginPath();
+  }
+
+  void TearDown() override {
+    // A new scene may get a veltra node from the callbacks; the plug-in can
+    // only go while none of its nodes exist.
+    HFileIO::newFile(true);
+    for (const std::string& node : nodesOfType("veltra")) {
+      run("delete " + node);
+    }
+    EXPECT_EQ(HPluginManager::unload("veltra"), HStatus::kSuccess);
+  }
+
+  // joint1 -> joint2 -> joint3, bent at joint2, with an IK handle; with a
+  // solver the handle is solved by veltra.
+  void makeChain(bool withSolver) {
+    ASSERT_EQ(run("joint -p 0 0 0; joint -p 1 1 0; joint -p 2 0 0; select -cl"), HStatus::kSuccess);
+    ASSERT_EQ(
+        run(std::string("ikHandle -sj joint1 -ee joint3") + (withSolver ? " -sol veltra" : "")),
+        HStatus::kSuccess);
+  }
+};
+
+TEST_F(PluginTest, LoadingRegistersTheNodeAndBothCommands) {
+  EXPECT_TRUE(HPluginManager::isLoaded("veltra"));
+  HFnDependencyNode fnNode;
+  HStatus status;
+  const HObject node = fnNode.create("veltra", "", &status);
+  ASSERT_EQ(status, HStatus::kSuccess);
+  EXPECT_EQ(fnNode.typeId().id(), 0x12345678u);
+  // Unloading is refused while a node of the plug-in's type exists.
+  EXPECT_NE(HPluginManager::unload("veltra"), HStatus::kSuccess);
+  run("delete " + std::string(fnNode.name().asChar()));
+  EXPECT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
+  ErrorCapture errors;
+  EXPECT_NE(run("veltraRestPose"), HStatus::kSuccess);  // argument missing
+  EXPECT_FALSE(errors.contains("Unknown command"));
+}
+
+TEST(PluginRegistration, TakenTypeIdFailsTheNodeRegistration) {
+  HFileIO::newFile(true);
+  ASSERT_EQ(HPluginManager::loadStatic("squatter", initSquatter, uninitSquatter),
+            HStatus::kSuccess);
+  {
+    ErrorCapture errors;
+    HStatus status;
+    HPluginManager::load(pluginPath().c_str(), &status);
+    EXPECT_NE(status, HStatus::kSuccess);
+    EXPECT_TRUE(errors.contains("Failed to register veltra node.")) << errors.text();
+    EXPECT_FALSE(HPluginManager::isLoaded("veltra"));
+  }
+  {
+    // Neither command got registered.
+    ErrorCapture errors;
+    EXPECT_NE(run("veltraCallbacks"), HStatus::kSuccess);
+  }
+  ASSERT_EQ(HPluginManager::unload("squatter"), HStatus::kSuccess);
+  // With the id free again the plug-in loads.
+  HStatus status;
+  HPluginManager::load(pluginPath().c_str(), &status);
+  EXPECT_EQ(status, HStatus::kSuccess);
+  EXPECT_EQ(HPluginManager::unload("veltra"), HStatus::kSuccess);
+}
+
+TEST_F(PluginTest, RestPoseRefusesWhatIsNoHandle) {
+  makeChain(false);
+  const std::string before = HFileIO::sceneAsText().asChar();
+  for (const char* name : {"joint2", "noSuchNode"}) {
+    ErrorCapture errors;
+    EXPECT_NE(run(std::string("veltraRestPose ") + name), HStatus::kSuccess) << name;
+    EXPECT_TRUE(errors.contains("Error: veltraRestPose: Command argument is not an IK handle."))
+        << errors.text();
+  }
+  EXPECT_EQ(HFileIO::sceneAsText().asChar(), before);
+}
+
+TEST_F(PluginTest, RestPoseOnANeverSolvedHandleCreatesTheMarker) {
+  makeChain(false);
+  run("rotate 0 0 30 joint2");
+  ASSERT_FALSE(hasAttribute("ikHandle1", "wexelRestPose"));
+  ASSERT_EQ(run("veltraRestPose ikHandle1"), HStatus::kSuccess);
+  EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
+  HEulerRotation rotation;
+  HFnTransform(pathNamed("joint2")).getRotation(rotation);
+  EXPECT_TRUE(preferredAngle("joint2").isEquivalent(rotation.asVector(), 1e-12));
+
+  ASSERT_EQ(run("undo"), HStatus::kSuccess);
+  EXPECT_FALSE(hasAttribute("ikHandle1", "wexelRestPose"));
+  ASSERT_EQ(run("redo"), HStatus::kSuccess);
+  EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
+  ASSERT_EQ(run("undo"), HStatus::kSuccess);
+  EXPECT_FALSE(hasAttribute("ikHandle1", "wexelRestPose"));
+}
+
+TEST_F(PluginTest, RestPoseOnASolvedHandleReplacesAndRestores) {
+  makeChain(true);
+  ASSERT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));  // the first solve made it
+  const HVector original = preferredAngle("joint2");
+
+  // Pose the chain by hand (this does not dirty the handle) and store it.
+  HFnTransform(pathNamed("joint2")).setRotation(HEulerRotation(0.0, 0.0, 0.3));
+  HFnTransform(pathNamed("joint1")).setRotation(HEulerRotation(0.0, 0.0, -0.2));
+  ASSERT_EQ(run("veltraRestPose ikHandle1"), HStatus::kSuccess);
+  EXPECT_TRUE(preferredAngle("joint2").isEquivalent(HVector(0.0, 0.0, 0.3), 1e-12));
+  EXPECT_TRUE(preferredAngle("joint1").isEquivalent(HVector(0.0, 0.0, -0.2), 1e-12));
+
+  ASSERT_EQ(run("undo"), HStatus::kSuccess);
+  EXPECT_TRUE(preferredAngle("joint2").isEquivalent(original, 1e-12));
+  ASSERT_EQ(run("redo"), HStatus::kSuccess);
+  EXPECT_FALSE(preferredAngle("joint2").isEquivalent(original, 1e-12));
+  ASSERT_EQ(run("undo"), HStatus::kSuccess);
+  EXPECT_TRUE(preferredAngle("joint2").isEquivalent(original, 1e-12));
+  EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
+}
+
+TEST_F(PluginTest, CallbacksInstallOnceAndKeepTheSelection) {
+  ASSERT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
+  ASSERT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
+  HFileIO::newFile(true);
+  const std::vector<std::string> solvers = nodesOfType("veltra");
+  ASSERT_EQ(solvers.size(), 1u);  // a second callback would have made "veltra1"
+  EXPECT_EQ(solvers[0], "veltra");
+  HSelectionList selection;
+  HGlobal::getActiveSelectionList(selection);
+  EXPECT_EQ(selection.length(), 0u);
+}
+
+TEST_F(PluginTest, OpeningAScenePutsTheSolverInOnlyWhenMissing) {
+  const std::string named = tempScene("named");
+  const std::string withoutName = tempScene("unnamed");
+
+  // A scene with a plain transform named "veltra", and one without.
+  ASSERT_EQ(run("createNode transform -n veltra; createNode transform -n other"),
+            HStatus::kSuccess);
+  ASSERT_EQ(HFileIO::saveAs(named.c_str()), HStatus::kSuccess);
+  HFileIO::newFile(true);
+  ASSERT_EQ(run("createNode transform -n other; select other"), HStatus::kSuccess);
+  ASSERT_EQ(HFileIO::saveAs(withoutName.c_str()), HStatus::kSuccess);
+
+  ASSERT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
+  ASSERT_EQ(HFileIO::open(named.c_str()), HStatus::kSuccess);
+  EXPECT_TRUE(nodesOfType("veltra").empty());
+
+  ASSERT_EQ(run("select -cl; select other"), HStatus::kSuccess);
+  HSelectionList before;
+  HGlobal::getActiveSelectionList(before);
+  ASSERT_EQ(HFileIO::open(withoutName.c_str()), HStatus::kSuccess);
+  EXPECT_EQ(nodesOfType("veltra"), std::vector<std::string>{"veltra"});
+  HSelectionList after;
+  HGlobal::getActiveSelectionList(after);
+  HStringArray names;
+  after.getSelectionStrings(names);
+  for (const HString& name : names) {
+    EXPECT_NE(std::string(name.asChar()), "veltra");
+  }
+  std::remove(named.c_str());
+  std::remove(withoutName.c_str());
+}
+
+TEST_F(PluginTest, SolvedChainReachesTheHandleAcrossSaveAndOpen) {
+  ASSERT_EQ(run("joint -p 0 0 0; joint -p 1 1 0; joint -p 2 0.5 0; joint -p 3 1.5 0.5; "
+                "joint -p 4 0.5 0.5; select -cl"),
+            HStatus::kSuccess);
+  ASSERT_EQ(run("ikHandle -sj joint1 -ee joint5 -sol veltra"), HStatus::kSuccess);
+  const auto reaches = [](const HVector& goal) {
+    HDagPath effector;
+    HFnIkHandle(pathNamed("ikHandle1")).getEffector(effector);
+    const HVector end = worldPosition(effector);
+    EXPECT_LT((end - goal).length(), 1e-4) << "goal " << goal << ", end " << end;
+  };
+  ASSERT_EQ(run("move 2.5 1.5 0.7 ikHandle1"), HStatus::kSuccess);
+  reaches(HVector(2.5, 1.5, 0.7));
+
+  const std::string file = tempScene("solve");
+  ASSERT_EQ(HFileIO::saveAs(file.c_str()), HStatus::kSuccess);
+  ASSERT_EQ(HFileIO::open(file.c_str()), HStatus::kSuccess);
+  std::remove(file.c_str());
+  reaches(HVector(2.5, 1.5, 0.7));
+  for (const HVector& goal :
+       {HVector(1.0, 2.0, -1.0), HVector(-2.0, 0.5, 1.5), HVector(0.5, 0.2, 0.1)}) {
+    std::ostringstream move;
+    move << "move " << goal.x << " " << goal.y << " " << goal.z << " ikHandle1";
+    ASSERT_EQ(run(move.str()), HStatus::kSuccess);
+    reaches(goal);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,187 @@
+// Cost of the solver node's solve: a full doSolve (inputs gathered through
+// plugs, stored data read, kernel, both passes applied), the kernel part alone
+// over the same inputs, and one IK evaluation of a scene with 1000 handles.
+
+#include <benchmark/benchmark.h>
+
+#include <HDagPath.h>
+#include <HDagPathArray.h>
+#include <HEulerRotation.h>
+#include <HFileIO.h>
+#include <HFnDependencyNode.h>
+#include <HFnIkHandle.h>
+#include <HFnIkJoint.h>
+#include <HFnPlugin.h>
+#include <HIkHandleGroup.h>
+#include <HIkSystem.h>
+#include <HPluginManager.h>
+#include <HSpace.h>
+#include <veltra.h>
+#include <veltraKernel.h>
+
+#include <vector>
+
+namespace {
+
+HStatus initBenchPlugin(HObject plugin) {
+  HFnPlugin fnPlugin(plugin, "Quarrow", "1.0", "Any");
+  return fnPlugin.registerNode("veltra", veltra::id, veltra::creator, veltra::initialize,
+                               HPxNode::kIkSolverNode);
+}
+
+HStatus uninitBenchPlugin(HObject plugin) {
+  HFnPlugin fnPlugin(plugin);
+  return fnPlugin.deregisterNode(veltra::id);
+}
+
+void ensureRegistered() {
+  if (!HPluginManager::isLoaded("veltraBench")) {
+    HPluginManager::loadStatic("veltraBench", initBenchPlugin, uninitBenchPlugin);
+  }
+}
+
+HDagPath pathOf(const HObject& node) {
+  HDagPath path;
+  HDagPath::getAPathTo(node, path);
+  return path;
+}
+
+// A chain of `entries` entries, each joint oriented and bent a little so that
+// the solve has real work, with a veltra solver and the handle moved to a
+// reachable goal. Returns the handle.
+HObject buildChain(unsigned entries, double offset, const HObject& solver) {
+  HObject above;
+  std::vector<HDagPath> joints;
+  for (unsigned i = 0; i < entries; ++i) {
+    HFnIkJoint fnJoint;
+    const HObject joint = fnJoint.create(above);
+    fnJoint.setTranslation(i == 0 ? HVector(offset, 0.0, 0.0) : HVector(1.0, 0.0, 0.0),
+                           HSpace::kTransform);
+    fnJoint.setOrientation(HEulerRotation(0.05 * i, -0.03 * i, 0.02));
+    if (i > 0) {
+      fnJoint.setRotateOrientation(HEulerRotation(0.1, 0.0, -0.05).asQuaternion(),
+                                   HSpace::kTransform);
+    }
+    fnJoint.setRotation(HEulerRotation(0.0, 0.05, 0.35));
+    joints.push_back(pathOf(joint));
+    above = joint;
+  }
+  HFnIkHandle fnHandle;
+  const HObject handle = fnHandle.create(joints.front(), joints.back());
+  fnHandle.setSolver(solver);
+  // Six tenths of the straight length, off the rest direction.
+  const double reach = 0.6 * (entries - 1);
+  fnHandle.setTranslation(HVector(offset + 0.6 * reach, 0.5 * reach, 0.3 * reach), HSpace::kWorld);
+  return handle;
+}
+
+HObject newSolver() {
+  HFnDependencyNode fnNode;
+  return fnNode.create("veltra");
+}
+
+// The full solve entry, called on the node the host made, with the handle group
+// the host would hand it.
+void BM_DoSolve(benchmark::State& state) {
+  ensureRegistered();
+  HFileIO::newFile(true);
+  const HObject solver = newSolver();
+  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
+  HIkSystem::solveHandle(handle);  // creates the stored data once
+  veltra* node = static_cast<veltra*>(HFnDependencyNode(solver).userNode());
+  HIkHandleGroup group;
+  group.addHandle(handle);
+  node->setHandleGroup(&group);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(node->doSolve());
+  }
+  node->setHandleGroup(nullptr);
+}
+BENCHMARK(BM_DoSolve)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
+
+// The kernel's part of the same solve: inputs gathered once outside the loop,
+// then construction, solve and both passes, as doSolve runs them.
+void BM_KernelPart(benchmark::State& state) {
+  ensureRegistered();
+  HFileIO::newFile(true);
+  const HObject solver = newSolver();
+  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
+  HIkSystem::solveHandle(handle);
+
+  veltra node;
+  const HDagPath handlePath = pathOf(handle);
+  HDagPathArray joints;
+  node.ikJointChain(handlePath, joints);
+  HVectorArray restPose;
+  node.ikRestPose(joints, handlePath, restPose, nullptr);
+  HVector restPoleVector(0.0, 0.0, 0.0);
+  node.ikRestPoleVector(handlePath, restPoleVector, nullptr);
+  HDoubleArray angleBias;
+  node.ikAngleBias(joints, handlePath, angleBias, nullptr);
+  HVector poleVector(0.0, 0.0, 0.0);
+  node.ikPoleVector(handlePath, poleVector);
+  double twist = 0.0;
+  node.ikTwist(handlePath, twist);
+
+  for (auto _ : state) {
+    veltraKernel kernel(joints, handlePath, restPose, restPoleVector, angleBias, poleVector, twist);
+    HDoubleArray bendAngles, planeAngles;
+    HVectorArray bendAxes, planeAxes;
+    kernel.solve(bendAngles, bendAxes, planeAngles, planeAxes);
+    kernel.ikApplyRotations(joints, bendAngles, bendAxes);
+    kernel.ikApplyRotations(joints, planeAngles, planeAxes);
+    benchmark::DoNotOptimize(bendAngles[0]);
+  }
+}
+BENCHMARK(BM_KernelPart)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
+
+// Gathering alone: everything doSolve does before it builds the kernel.
+void BM_GatherInputs(benchmark::State& state) {
+  ensureRegistered();
+  HFileIO::newFile(true);
+  const HObject solver = newSolver();
+  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
+  HIkSystem::solveHandle(handle);
+  veltra node;
+  const HDagPath handlePath = pathOf(handle);
+  for (auto _ : state) {
+    HDagPathArray joints;
+    node.ikJointChain(handlePath, joints);
+    HVectorArray restPose;
+    node.ikRestPose(joints, handlePath, restPose, nullptr);
+    HVector restPoleVector(0.0, 0.0, 0.0);
+    node.ikRestPoleVector(handlePath, restPoleVector, nullptr);
+    HDoubleArray angleBias;
+    node.ikAngleBias(joints, handlePath, angleBias, nullptr);
+    HVector poleVector(0.0, 0.0, 0.0);
+    node.ikPoleVector(handlePath, poleVector);
+    double twist = 0.0;
+    node.ikTwist(handlePath, twist);
+    benchmark::DoNotOptimize(twist);
+  }
+}
+BENCHMARK(BM_GatherInputs)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
+
+// One evaluation of a scene of 1000 dirty handles, each with its own chain
+// (4 entries) and all sharing one solver node.
+void BM_Evaluate1000Handles(benchmark::State& state) {
+  ensureRegistered();
+  HFileIO::newFile(true);
+  const HObject solver = newSolver();
+  std::vector<HObject> handles;
+  for (int i = 0; i < 1000; ++i) {
+    handles.push_back(buildChain(4, 10.0 * i, solver));
+  }
+  HIkSystem::evaluate();
+  for (auto _ : state) {
+    state.PauseTiming();
+    for (const HObject& handle : handles) {
+      HIkSystem::markDirty(handle);
+    }
+    state.ResumeTiming();
+    benchmark::DoNotOptimize(HIkSystem::evaluate());
+  }
+}
+BENCHMARK(BM_Evaluate1000Handles)->Unit(benchmark::kMillisecond);
+
+}  // namespace

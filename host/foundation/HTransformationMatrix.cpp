@@ -1,98 +1,274 @@
 #include "HTransformationMatrix.h"
 
+#include <cmath>
+
+#include "AffineDecomposition.h"
+
 const HTransformationMatrix HTransformationMatrix::identity;
 
-// Provisional bodies.
-HTransformationMatrix::HTransformationMatrix(const HMatrix&) {}
+namespace {
+
+bool validSpace(HSpace::Space space) {
+  return space > HSpace::kInvalid && space < HSpace::kLast;
+}
+
+bool finite3(const double v[3]) {
+  return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
+}
+
+bool finiteVector(const HVector& v) {
+  return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+HStatus refuse() {
+  return HStatus(HStatus::kInvalidParameter);
+}
+
+}  // namespace
+
+HTransformationMatrix::HTransformationMatrix(const HMatrix& m) {
+  hfoundation::AffineParts parts;
+  if (!hfoundation::decomposeAffine(m, parts) || !std::isfinite(m.matrix[3][0]) ||
+      !std::isfinite(m.matrix[3][1]) || !std::isfinite(m.matrix[3][2])) {
+    return;
+  }
+  fTranslation = HVector(m.matrix[3][0], m.matrix[3][1], m.matrix[3][2]);
+  for (int i = 0; i < 3; ++i) {
+    fScale[i] = parts.scale[i];
+    fShear[i] = parts.shear[i];
+  }
+  fRotation = hfoundation::quaternionFromRotation(parts.rotation);
+  fEuler = HEulerRotation();
+  fEulerState = kEulerPlain;
+}
+
 HMatrix HTransformationMatrix::asMatrix() const {
-  return HMatrix();
+  // RA, R and JO are multiplied as quaternions (cheaper than three matrices)
+  // and the lower-triangular S * Sh is applied to the rotation's rows.
+  HQuaternion q = fRotation;
+  if (fRotateOrientation != HQuaternion::identity)
+    q = fRotateOrientation * q;
+  if (fJointOrientation != HQuaternion::identity)
+    q = q * fJointOrientation;
+  HMatrix m = q.asMatrix();
+  double(&a)[4][4] = m.matrix;
+  const double xy = fShear[0], xz = fShear[1], yz = fShear[2];
+  for (int c = 0; c < 3; ++c) {
+    const double r0 = a[0][c], r1 = a[1][c], r2 = a[2][c];
+    a[0][c] = fScale[0] * r0;
+    a[1][c] = fScale[1] * (xy * r0 + r1);
+    a[2][c] = fScale[2] * (xz * r0 + yz * r1 + r2);
+  }
+  a[3][0] = fTranslation.x;
+  a[3][1] = fTranslation.y;
+  a[3][2] = fTranslation.z;
+  return m;
 }
+
 HMatrix HTransformationMatrix::asRotateMatrix() const {
-  return HMatrix();
+  return (fRotateOrientation * fRotation * fJointOrientation).asMatrix();
 }
+
 HMatrix HTransformationMatrix::asScaleMatrix() const {
-  return HMatrix();
+  HMatrix m;
+  m.matrix[0][0] = fScale[0];
+  m.matrix[1][0] = fScale[1] * fShear[0];
+  m.matrix[1][1] = fScale[1];
+  m.matrix[2][0] = fScale[2] * fShear[1];
+  m.matrix[2][1] = fScale[2] * fShear[2];
+  m.matrix[2][2] = fScale[2];
+  return m;
 }
-HVector HTransformationMatrix::translation(HSpace::Space, HStatus*) const {
+
+HVector HTransformationMatrix::translation(HSpace::Space space, HStatus* status) const {
+  if (!validSpace(space)) {
+    if (status)
+      *status = refuse();
+    return HVector::zero;
+  }
+  if (status)
+    *status = HStatus::kSuccess;
   return fTranslation;
 }
-HStatus HTransformationMatrix::setTranslation(const HVector& t, HSpace::Space) {
+
+HStatus HTransformationMatrix::setTranslation(const HVector& t, HSpace::Space space) {
+  if (!validSpace(space) || !finiteVector(t))
+    return refuse();
   fTranslation = t;
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::addTranslation(const HVector& t, HSpace::Space) {
+
+HStatus HTransformationMatrix::addTranslation(const HVector& t, HSpace::Space space) {
+  if (!validSpace(space) || !finiteVector(t))
+    return refuse();
   fTranslation += t;
   return HStatus::kSuccess;
 }
+
 HEulerRotation HTransformationMatrix::eulerRotation() const {
-  return fEuler;
+  switch (fEulerState) {
+    case kEulerExact:
+      return fEuler;
+    case kEulerNear:
+      return HEulerRotation::decompose(fRotation.asMatrix(), fEuler.order)
+          .setToClosestSolution(fEuler);
+    case kEulerPlain:
+      return HEulerRotation::decompose(fRotation.asMatrix(), fEuler.order);
+    case kEulerNearPlain:
+      break;
+  }
+  const HEulerRotation before = HEulerRotation::decompose(fReference.asMatrix(), fEuler.order);
+  return HEulerRotation::decompose(fRotation.asMatrix(), fEuler.order).setToClosestSolution(before);
 }
-HStatus HTransformationMatrix::getRotation(double a[3], RotationOrder& order) const {
-  a[0] = fEuler.x;
-  a[1] = fEuler.y;
-  a[2] = fEuler.z;
+
+HStatus HTransformationMatrix::getRotation(double angles[3], RotationOrder& order) const {
+  const HEulerRotation e = eulerRotation();
+  angles[0] = e.x;
+  angles[1] = e.y;
+  angles[2] = e.z;
   order = rotationOrder();
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::setRotation(const double a[3], RotationOrder order) {
-  fEuler = HEulerRotation(a, toEulerOrder(order));
+
+HStatus HTransformationMatrix::setRotation(const double angles[3], RotationOrder order) {
+  if (!isValidOrder(order) || !finite3(angles))
+    return refuse();
+  return setRotation(HEulerRotation(angles, toEulerOrder(order)));
+}
+
+HStatus HTransformationMatrix::setRotation(const HEulerRotation& rotation) {
+  if (rotation.order < HEulerRotation::kXYZ || rotation.order > HEulerRotation::kZYX ||
+      !std::isfinite(rotation.x) || !std::isfinite(rotation.y) || !std::isfinite(rotation.z)) {
+    return refuse();
+  }
+  fEuler = rotation;
+  fRotation = rotation.asQuaternion().normalizeIt();
+  fEulerState = kEulerExact;
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::setRotation(const HEulerRotation& r) {
-  fEuler = r;
-  return HStatus::kSuccess;
+
+void HTransformationMatrix::rotationChanged(const HQuaternion& newRotation) {
+  // The angles held now become the reference that the new angles are kept
+  // closest to; an existing reference is kept (see rotateBy).
+  if (fEulerState == kEulerExact) {
+    fEulerState = kEulerNear;
+  } else if (fEulerState == kEulerPlain) {
+    fReference = fRotation;
+    fEulerState = kEulerNearPlain;
+  }
+  fRotation = newRotation.normal();
 }
+
 HStatus HTransformationMatrix::setRotation(const HQuaternion& q) {
-  fRotation = q;
+  rotationChanged(q);
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::reorderRotation(RotationOrder) {
+
+HStatus HTransformationMatrix::reorderRotation(RotationOrder order) {
+  if (!isValidOrder(order))
+    return refuse();
+  const HEulerRotation e = eulerRotation().reorder(toEulerOrder(order));
+  fEuler = e;
+  fEulerState = kEulerExact;
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::setRotationOrder(RotationOrder, bool) {
-  return HStatus::kSuccess;
+
+HStatus HTransformationMatrix::setRotationOrder(RotationOrder order, bool reorder) {
+  if (!isValidOrder(order))
+    return refuse();
+  if (reorder)
+    return reorderRotation(order);
+  HEulerRotation e = eulerRotation();
+  e.order = toEulerOrder(order);
+  return setRotation(e);
 }
-HTransformationMatrix& HTransformationMatrix::rotateBy(const HQuaternion&, HSpace::Space,
-                                                       HStatus*) {
+
+HTransformationMatrix& HTransformationMatrix::rotateBy(const HQuaternion& q, HSpace::Space space,
+                                                       HStatus* status) {
+  const HQuaternion u = q.normal();
+  HQuaternion r;
+  switch (space) {
+    case HSpace::kPreTransform:
+      r = u * fRotation;
+      break;
+    case HSpace::kTransform:
+      r = fRotation * u;
+      break;
+    case HSpace::kPostTransform:
+    case HSpace::kWorld:
+      // R' * JO = R * JO * q: q follows the joint orientation.
+      r = fRotation * fJointOrientation * u * fJointOrientation.conjugate();
+      break;
+    default:
+      if (status)
+        *status = refuse();
+      return *this;
+  }
+  rotationChanged(r);
+  if (status)
+    *status = HStatus::kSuccess;
   return *this;
 }
-HStatus HTransformationMatrix::getScale(double s[3], HSpace::Space) const {
+
+HStatus HTransformationMatrix::getScale(double scale[3], HSpace::Space space) const {
+  if (!validSpace(space))
+    return refuse();
   for (int i = 0; i < 3; ++i)
-    s[i] = fScale[i];
+    scale[i] = fScale[i];
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::setScale(const double s[3], HSpace::Space) {
+
+HStatus HTransformationMatrix::setScale(const double scale[3], HSpace::Space space) {
+  if (!validSpace(space) || !finite3(scale))
+    return refuse();
   for (int i = 0; i < 3; ++i)
-    fScale[i] = s[i];
+    fScale[i] = scale[i];
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::scaleBy(const double s[3], HSpace::Space) {
+
+HStatus HTransformationMatrix::scaleBy(const double scale[3], HSpace::Space space) {
+  if (!validSpace(space) || !finite3(scale))
+    return refuse();
   for (int i = 0; i < 3; ++i)
-    fScale[i] *= s[i];
+    fScale[i] *= scale[i];
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::getShear(double s[3], HSpace::Space) const {
+
+HStatus HTransformationMatrix::getShear(double shear[3], HSpace::Space space) const {
+  if (!validSpace(space))
+    return refuse();
   for (int i = 0; i < 3; ++i)
-    s[i] = fShear[i];
+    shear[i] = fShear[i];
   return HStatus::kSuccess;
 }
-HStatus HTransformationMatrix::setShear(const double s[3], HSpace::Space) {
+
+HStatus HTransformationMatrix::setShear(const double shear[3], HSpace::Space space) {
+  if (!validSpace(space) || !finite3(shear))
+    return refuse();
   for (int i = 0; i < 3; ++i)
-    fShear[i] = s[i];
+    fShear[i] = shear[i];
   return HStatus::kSuccess;
 }
+
 HStatus HTransformationMatrix::setRotateOrientation(const HQuaternion& q) {
-  fRotateOrientation = q;
+  fRotateOrientation = q.normal();
   return HStatus::kSuccess;
 }
+
 HStatus HTransformationMatrix::setJointOrientation(const HQuaternion& q) {
-  fJointOrientation = q;
+  fJointOrientation = q.normal();
   return HStatus::kSuccess;
 }
-bool HTransformationMatrix::isEquivalent(const HTransformationMatrix& o, double tol) const {
-  return asMatrix().isEquivalent(o.asMatrix(), tol);
+
+bool HTransformationMatrix::isEquivalent(const HTransformationMatrix& other,
+                                         double tolerance) const {
+  return asMatrix().isEquivalent(other.asMatrix(), tolerance);
 }
-bool HTransformationMatrix::operator==(const HTransformationMatrix&) const {
-  return true;
+
+bool HTransformationMatrix::operator==(const HTransformationMatrix& o) const {
+  for (int i = 0; i < 3; ++i)
+    if (fScale[i] != o.fScale[i] || fShear[i] != o.fShear[i])
+      return false;
+  return fTranslation == o.fTranslation && fRotateOrientation == o.fRotateOrientation &&
+         fJointOrientation == o.fJointOrientation && eulerRotation() == o.eulerRotation();
 }
-void HTransformationMatrix::rotationChanged(const HQuaternion&) {}

@@ -63,10 +63,13 @@ class HEulerRotation {
     HEulerRotation e(*this);
     return e.boundIt();
   }
-  // Adds the rotation by angle about axis after this one (the axis taken in
-  // the frame this rotation ends in), keeping the angles closest to the
-  // current ones.
+  // Follows this rotation by the rotation by angle about axis (matrix
+  // asMatrix() * R(axis, angle): the axis is fixed in the frame the angles are
+  // expressed in), keeping the angles closest to the current ones. A zero
+  // axis adds nothing.
   HEulerRotation& incrementalRotateBy(const HVector& axis, double angle);
+  // The inverse rotation: the angles negated, in the reversed order (the
+  // inverse of an XYZ rotation is a ZYX one).
   HEulerRotation inverse() const;
 
   bool operator==(const HEulerRotation& o) const {

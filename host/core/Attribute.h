@@ -11,6 +11,7 @@
 // sparse map of its elements) and a lock slot (the lock of the array plug);
 // inside each element block it owns the element's own slots.
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -20,20 +21,27 @@
 #include "HFnNumericData.h"
 #include "HFnTypedAttribute.h"
 
+class HPlug;
+
 namespace hostdetail {
+
+struct NodeType;
 
 enum class AttrKind { kNumeric, kEnum, kCompound, kTyped };
 
-// Slot counts of a value block.
+// Shape of a value block: the defaults of its number and string slots and
+// the counts of its lock and array slots.
 struct BlockLayout {
-  int numbers = 0;
-  int strings = 0;
+  std::vector<double> numbers;
+  std::vector<std::string> strings;
   int locks = 0;
   int arrays = 0;
 };
 
-struct Attribute {
+struct Attribute : std::enable_shared_from_this<Attribute> {
   AttrKind kind = AttrKind::kNumeric;
+  // k2/k3/k4 numeric types: a compound of numeric children.
+  bool numericCompound = false;
   std::string longName;
   std::string shortName;
 
@@ -53,7 +61,9 @@ struct Attribute {
   bool writable = true;
   bool array = false;
 
-  std::weak_ptr<Attribute> parent;  // compound parent, empty at the top
+  // Compound parent, null at the top. The parent owns its children; its
+  // destructor clears this pointer in children that outlive it.
+  Attribute* parent = nullptr;
   std::vector<std::shared_ptr<Attribute>> children;
   unsigned indexInParent = 0;
 
@@ -61,6 +71,11 @@ struct Attribute {
   // added to a node; its shape can no longer change then.
   bool frozen = false;
   bool isStatic = false;
+  // Dynamic top-level attributes: the node they are on (slot 0: none).
+  std::uint32_t ownerSlot = 0;
+  std::uint32_t ownerGeneration = 0;
+  // Static attributes: the node type that declared them.
+  const NodeType* ownerType = nullptr;
   // Static transform attributes that feed the local matrix.
   bool affectsMatrix = false;
   // Index of the transform component this leaf feeds (see Node.h), -1 if none.
@@ -77,14 +92,36 @@ struct Attribute {
   int arrayLockSlot = -1;
   BlockLayout elementLayout;
 
+  Attribute() = default;
+  Attribute(const Attribute&) = delete;
+  Attribute& operator=(const Attribute&) = delete;
+  ~Attribute();
+
   bool isLeaf() const { return kind != AttrKind::kCompound; }
   HFn::Type apiType() const;
-  Attribute* parentDef() const { return parent.lock().get(); }
+  Attribute* parentDef() const { return parent; }
   // The attribute at the top of this one's compound tree.
   const Attribute* top() const;
   // Number of array attributes from the top down to this one, itself included.
   unsigned arrayDepth() const;
+
+  // Access to a plug's logical indices (HPlug befriends this type).
+  static const std::vector<unsigned>& indicesOf(const HPlug& plug);
+  static void setIndicesOf(HPlug& plug, std::vector<unsigned> indices);
 };
+
+// Identifier rules of attribute names: letters, digits and '_', not
+// starting with a digit.
+bool isValidAttributeName(const std::string& name);
+// A value as a leaf of the given numeric type stores it: bool 0/1, integers
+// truncated and clamped to their range, floats rounded to single precision.
+// Non-finite values give 0.
+double normaliseNumber(HFnNumericData::Type type, double value);
+// A numeric attribute tree (k2/k3/k4 types get children <long>X/Y/Z/W and
+// <short>x/y/z/w); null for unsupported types.
+std::shared_ptr<Attribute> makeNumericAttribute(const std::string& longName,
+                                                const std::string& shortName,
+                                                HFnNumericData::Type type, double defaultValue);
 
 // Assigns slots to a top-level attribute tree, appending to layout (the
 // layout of the block that holds it), and freezes the tree.

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -37,6 +38,13 @@ struct NodeType {
   // through the definitions.
   std::vector<std::shared_ptr<Attribute>> staticAttributes;
   BlockLayout staticLayout;
+  // Static attributes of any depth by long and short name.
+  std::unordered_map<std::string, Attribute*> staticNames;
+  // Number slot of jointOrientX (Y, Z follow) for types with a joint
+  // orientation; -1 otherwise.
+  int jointOrientSlot = -1;
+  // The static leaf attribute of each number slot of the static block.
+  std::vector<const Attribute*> staticNumberLeaves;
   // Plug-in types: the creator of the HPxNode and the plug-in that registered it.
   HFnPlugin::HCreatorFunction creator = nullptr;
   HPxNode::Type pxType = HPxNode::kDependNode;
@@ -111,6 +119,12 @@ bool isDynamicAttribute(const HObject& node, const HObject& attribute);
 // The lock set on this very plug (HPlug::isLocked also reports locks of the
 // plugs above it).
 bool plugOwnLocked(const HPlug& plug);
+// Parses "node.attr[2].child" (node by name or |path; attributes by long or
+// short name; a child may be named without its compound parents). A plug
+// whose array ancestors lack an index is returned but holds no value.
+HPlug plugFromName(const std::string& text, HStatus* status = nullptr);
+// The same below a given node: "attr[2].child".
+HPlug plugFromName(const HObject& node, const std::string& text, HStatus* status = nullptr);
 
 // ---------------------------------------------------------------------------
 // Links between nodes that are not plugs (an IK handle's start joint, end

@@ -1,0 +1,396 @@
+// Transform values, the matrix cache and HFnTransform.
+//
+// Every DAG node keeps its transform components at fixed number slots (see
+// TransformSlot), so the function set reads and writes them without name
+// look-ups. World matrices are cached per node; a write that changes a local
+// matrix invalidates the node's subtree.
+
+#include <cmath>
+
+#include "HFnTransform.h"
+#include "Node.h"
+#include "PlugAccess.h"
+
+namespace hostdetail {
+
+namespace {
+
+// A transform component, read through a connection when the node has any.
+double componentValue(const Node* node, int slot) {
+  if (node->incomingConnections == 0)
+    return node->values.numbers[size_t(slot)];
+  const Attribute* leaf = staticLeafAt(node->type, slot);
+  if (!leaf)
+    return node->values.numbers[size_t(slot)];
+  HPlug plug(node->object(),
+             HObject::fromAttribute(const_cast<Attribute*>(leaf)->shared_from_this()));
+  double value = node->values.numbers[size_t(slot)];
+  plug.getValue(value);
+  return value;
+}
+
+void components(const Node* node, int slot, double out[3]) {
+  for (int i = 0; i < 3; ++i)
+    out[i] = componentValue(node, slot + i);
+}
+
+HTransformationMatrix::RotationOrder orderOf(const Node* node) {
+  int ro = int(componentValue(node, kSlotRotateOrder));
+  if (ro < 0 || ro > 5)
+    ro = 0;
+  return HTransformationMatrix::RotationOrder(ro + 1);
+}
+
+HQuaternion eulerXYZ(const Node* node, int slot) {
+  double angles[3];
+  components(node, slot, angles);
+  return HEulerRotation(angles[0], angles[1], angles[2], HEulerRotation::kXYZ).asQuaternion();
+}
+
+}  // namespace
+
+HTransformationMatrix transformationOf(const Node* node) {
+  HTransformationMatrix tm;
+  double values[3];
+  components(node, kSlotScale, values);
+  tm.setScale(values, HSpace::kTransform);
+  components(node, kSlotShear, values);
+  tm.setShear(values, HSpace::kTransform);
+  tm.setRotateOrientation(eulerXYZ(node, kSlotRotateAxis));
+  components(node, kSlotRotate, values);
+  tm.setRotation(values, orderOf(node));
+  if (node->type->jointOrientSlot >= 0) {
+    tm.setJointOrientation(eulerXYZ(node, node->type->jointOrientSlot));
+  }
+  components(node, kSlotTranslate, values);
+  tm.setTranslation(HVector(values[0], values[1], values[2]), HSpace::kTransform);
+  return tm;
+}
+
+const HMatrix& localMatrix(const Node* node) {
+  if (!node->localValid) {
+    node->local = transformationOf(node).asMatrix();
+    node->localValid = true;
+  }
+  return node->local;
+}
+
+const HMatrix& worldMatrix(const Node* node) {
+  if (!node->worldValid) {
+    if (node->parent) {
+      node->world = localMatrix(node) * worldMatrix(node->parent);
+    } else {
+      node->world = localMatrix(node);
+    }
+    node->worldValid = true;
+  }
+  return node->world;
+}
+
+const HMatrix& worldInverseMatrix(const Node* node) {
+  if (!node->worldInverseValid) {
+    node->worldInverse = worldMatrix(node).inverse();
+    node->worldInverseValid = true;
+  }
+  return node->worldInverse;
+}
+
+bool setTransformValue(Node* node, int slot, double value) {
+  if (!std::isfinite(value))
+    return false;
+  const Attribute* leaf = staticLeafAt(node->type, slot);
+  if (!leaf)
+    return false;
+  if (node->incomingConnections) {
+    HPlug plug(node->object(),
+               HObject::fromAttribute(const_cast<Attribute*>(leaf)->shared_from_this()));
+    return writeNumber(plug, value).statusCode() == HStatus::kSuccess;
+  }
+  const auto& locks = node->values.locks;
+  if (locks[size_t(leaf->lockSlot)] || (leaf->parent && locks[size_t(leaf->parent->lockSlot)]))
+    return false;
+  double& stored = node->values.numbers[size_t(slot)];
+  value = normaliseNumber(leaf->numericType, value);
+  if (stored == value)
+    return true;  // an unchanged value dirties nothing
+  stored = value;
+  afterWrite(node, leaf);
+  return true;
+}
+
+}  // namespace hostdetail
+
+using namespace hostdetail;
+
+namespace {
+
+Node* transformOf(const HObject& object) {
+  Node* node = nodeOf(object);
+  return node && node->isDag() ? node : nullptr;
+}
+
+// Writes three components; those that are free are written even when another
+// is locked, and the status then reports the refusal.
+HStatus setThree(Node* node, int slot, const double values[3]) {
+  for (int i = 0; i < 3; ++i) {
+    if (!std::isfinite(values[i]))
+      return invalid("Value is not finite");
+  }
+  bool allWritten = true;
+  for (int i = 0; i < 3; ++i)
+    allWritten = setTransformValue(node, slot + i, values[i]) && allWritten;
+  return allWritten ? ok() : fail("A component is locked or connected");
+}
+
+HStatus setAngles(Node* node, const HEulerRotation& rotation) {
+  double values[3] = {rotation.x, rotation.y, rotation.z};
+  return setThree(node, kSlotRotate, values);
+}
+
+}  // namespace
+
+#define TRANSFORM_OR_FAIL(fallback)                \
+  Node* node = transformOf(fObject);               \
+  if (!node) {                                     \
+    setStatus(status, invalid("Not a transform")); \
+    return fallback;                               \
+  }                                                \
+  setStatus(status, ok());
+
+#define TRANSFORM_OR_RETURN          \
+  Node* node = transformOf(fObject); \
+  if (!node)                         \
+    return invalid("Not a transform");
+
+HFnTransform::HFnTransform(const HObject& node, HStatus* status) {
+  setStatus(status, HFnTransform::setObject(node));
+}
+
+HFnTransform::HFnTransform(const HDagPath& path, HStatus* status) {
+  setStatus(status, HFnTransform::setObject(path.node()));
+}
+
+HStatus HFnTransform::setObject(const HObject& object) {
+  if (!transformOf(object)) {
+    fObject = HObject();
+    return invalid("Object is not a transform");
+  }
+  fObject = object;
+  return ok();
+}
+
+HObject HFnTransform::create(const HObject& parent, HStatus* status) {
+  HObject node = createNode("transform", "", parent, status);
+  if (!node.isNull())
+    fObject = node;
+  return node;
+}
+
+HTransformationMatrix HFnTransform::transformation(HStatus* status) const {
+  TRANSFORM_OR_FAIL(HTransformationMatrix());
+  return transformationOf(node);
+}
+
+HStatus HFnTransform::set(const HTransformationMatrix& tm) {
+  TRANSFORM_OR_RETURN;
+  HStatus result = ok();
+  auto keep = [&](const HStatus& s) {
+    if (s.statusCode() != HStatus::kSuccess)
+      result = s;
+  };
+  double values[3];
+  tm.getScale(values, HSpace::kTransform);
+  keep(setThree(node, kSlotScale, values));
+  tm.getShear(values, HSpace::kTransform);
+  keep(setThree(node, kSlotShear, values));
+  HEulerRotation ra = tm.rotateOrientation().asEulerRotation();
+  double raValues[3] = {ra.x, ra.y, ra.z};
+  keep(setThree(node, kSlotRotateAxis, raValues));
+  HTransformationMatrix::RotationOrder order;
+  tm.getRotation(values, order);
+  if (!setTransformValue(node, kSlotRotateOrder, double(int(order) - 1))) {
+    keep(fail("Rotate order is locked"));
+  }
+  keep(setThree(node, kSlotRotate, values));
+  if (node->type->jointOrientSlot >= 0) {
+    HEulerRotation jo = tm.jointOrientation().asEulerRotation();
+    double joValues[3] = {jo.x, jo.y, jo.z};
+    keep(setThree(node, node->type->jointOrientSlot, joValues));
+  }
+  HVector t = tm.translation(HSpace::kTransform);
+  double tValues[3] = {t.x, t.y, t.z};
+  keep(setThree(node, kSlotTranslate, tValues));
+  return result;
+}
+
+HVector HFnTransform::translation(HSpace::Space space, HStatus* status) const {
+  TRANSFORM_OR_FAIL(HVector());
+  if (space == HSpace::kWorld) {
+    const HMatrix& world = worldMatrix(node);
+    return HVector(world.matrix[3][0], world.matrix[3][1], world.matrix[3][2]);
+  }
+  double values[3];
+  components(node, kSlotTranslate, values);
+  return HVector(values[0], values[1], values[2]);
+}
+
+// World positions are turned into the parent's space: the origin of a node
+// lands on its translation, so world = translation * parent's world matrix.
+HStatus HFnTransform::setTranslation(const HVector& vector, HSpace::Space space) {
+  TRANSFORM_OR_RETURN;
+  HVector local = vector;
+  if (space == HSpace::kWorld && node->parent) {
+    HPoint p = HPoint(vector) * worldInverseMatrix(node->parent);
+    local = HVector(p.cartesian());
+  }
+  double values[3] = {local.x, local.y, local.z};
+  return setThree(node, kSlotTranslate, values);
+}
+
+// kWorld: a world displacement, turned into the parent's space (a singular
+// parent matrix inverts to the identity, so the move stays finite). kObject:
+// along the node's own rotated axes (RA, R, JO; scale not applied). Others:
+// in the parent's space.
+HStatus HFnTransform::translateBy(const HVector& vector, HSpace::Space space) {
+  TRANSFORM_OR_RETURN;
+  HVector delta = vector;
+  if (space == HSpace::kWorld && node->parent) {
+    delta = vector * worldInverseMatrix(node->parent);
+  } else if (space == HSpace::kObject) {
+    HTransformationMatrix tm = transformationOf(node);
+    HQuaternion q = tm.rotateOrientation() * tm.rotation() * tm.jointOrientation();
+    delta = vector * q.asMatrix();
+  }
+  double values[3];
+  components(node, kSlotTranslate, values);
+  double moved[3] = {values[0] + delta.x, values[1] + delta.y, values[2] + delta.z};
+  return setThree(node, kSlotTranslate, moved);
+}
+
+HTransformationMatrix::RotationOrder HFnTransform::rotationOrder(HStatus* status) const {
+  TRANSFORM_OR_FAIL(HTransformationMatrix::kInvalid);
+  return orderOf(node);
+}
+
+HStatus HFnTransform::setRotationOrder(HTransformationMatrix::RotationOrder order, bool reorder) {
+  TRANSFORM_OR_RETURN;
+  if (!HTransformationMatrix::isValidOrder(order))
+    return invalid("Invalid rotation order");
+  if (reorder) {
+    // Keep the orientation: re-express the same rotation in the new order.
+    HEulerRotation current;
+    getRotation(current);
+    HEulerRotation re = current.reorder(HTransformationMatrix::toEulerOrder(order));
+    if (!setTransformValue(node, kSlotRotateOrder, double(int(order) - 1)))
+      return fail("Rotate order is locked");
+    return setAngles(node, re);
+  }
+  if (!setTransformValue(node, kSlotRotateOrder, double(int(order) - 1)))
+    return fail("Rotate order is locked");
+  return ok();
+}
+
+HStatus HFnTransform::getRotation(HEulerRotation& rotation) const {
+  TRANSFORM_OR_RETURN;
+  double values[3];
+  components(node, kSlotRotate, values);
+  rotation = HEulerRotation(values[0], values[1], values[2],
+                            HTransformationMatrix::toEulerOrder(orderOf(node)));
+  return ok();
+}
+
+// The rotation component alone (R), whatever the space.
+HStatus HFnTransform::getRotation(HQuaternion& rotation, HSpace::Space) const {
+  HEulerRotation euler;
+  HStatus status = getRotation(euler);
+  if (status.statusCode() == HStatus::kSuccess)
+    rotation = euler.asQuaternion();
+  return status;
+}
+
+HStatus HFnTransform::getRotation(double rotation[3],
+                                  HTransformationMatrix::RotationOrder& order) const {
+  TRANSFORM_OR_RETURN;
+  components(node, kSlotRotate, rotation);
+  order = orderOf(node);
+  return ok();
+}
+
+// A rotation given in another order is re-expressed in the node's order, so
+// the node's rotate order never changes here.
+HStatus HFnTransform::setRotation(const HEulerRotation& rotation) {
+  TRANSFORM_OR_RETURN;
+  HEulerRotation::RotationOrder nodeOrder = HTransformationMatrix::toEulerOrder(orderOf(node));
+  if (rotation.order == nodeOrder)
+    return setAngles(node, rotation);
+  return setAngles(node, rotation.reorder(nodeOrder));
+}
+
+HStatus HFnTransform::setRotation(const double rotation[3],
+                                  HTransformationMatrix::RotationOrder order) {
+  if (!HTransformationMatrix::isValidOrder(order))
+    return invalid("Invalid rotation order");
+  return setRotation(HEulerRotation(rotation, HTransformationMatrix::toEulerOrder(order)));
+}
+
+HStatus HFnTransform::setRotation(const HQuaternion& rotation, HSpace::Space) {
+  TRANSFORM_OR_RETURN;
+  HTransformationMatrix tm = transformationOf(node);
+  tm.setRotation(rotation);
+  HTransformationMatrix::RotationOrder order;
+  double values[3];
+  tm.getRotation(values, order);
+  return setThree(node, kSlotRotate, values);
+}
+
+HStatus HFnTransform::rotateBy(const HQuaternion& rotation, HSpace::Space space) {
+  TRANSFORM_OR_RETURN;
+  HTransformationMatrix tm = transformationOf(node);
+  HStatus status;
+  tm.rotateBy(rotation, space, &status);
+  if (status.statusCode() != HStatus::kSuccess)
+    return status;
+  HTransformationMatrix::RotationOrder order;
+  double values[3];
+  tm.getRotation(values, order);
+  return setThree(node, kSlotRotate, values);
+}
+
+HQuaternion HFnTransform::rotateOrientation(HSpace::Space, HStatus* status) const {
+  TRANSFORM_OR_FAIL(HQuaternion());
+  return eulerXYZ(node, kSlotRotateAxis);
+}
+
+// balance (keeping the world pose by compensating the rotation) is not done:
+// the rotate orientation is simply replaced.
+HStatus HFnTransform::setRotateOrientation(const HQuaternion& orientation, HSpace::Space, bool) {
+  TRANSFORM_OR_RETURN;
+  HEulerRotation ra = orientation.asEulerRotation();
+  double values[3] = {ra.x, ra.y, ra.z};
+  return setThree(node, kSlotRotateAxis, values);
+}
+
+HStatus HFnTransform::getScale(double scale[3]) const {
+  TRANSFORM_OR_RETURN;
+  components(node, kSlotScale, scale);
+  return ok();
+}
+
+HStatus HFnTransform::setScale(const double scale[3]) {
+  TRANSFORM_OR_RETURN;
+  return setThree(node, kSlotScale, scale);
+}
+
+HStatus HFnTransform::getShear(double shear[3]) const {
+  TRANSFORM_OR_RETURN;
+  components(node, kSlotShear, shear);
+  return ok();
+}
+
+HStatus HFnTransform::setShear(const double shear[3]) {
+  TRANSFORM_OR_RETURN;
+  return setThree(node, kSlotShear, shear);
+}
+
+#undef TRANSFORM_OR_FAIL
+#undef TRANSFORM_OR_RETURN

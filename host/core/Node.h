@@ -1,0 +1,200 @@
+#pragma once
+// The core's scene storage: value blocks, nodes and the scene singleton.
+// Internal to HostCore and HostAnim.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Attribute.h"
+#include "HMatrix.h"
+#include "HObject.h"
+#include "HPlug.h"
+#include "HPxNode.h"
+#include "HStatus.h"
+#include "HString.h"
+#include "HTransformationMatrix.h"
+#include "SceneInternal.h"
+
+namespace hostdetail {
+
+// Values of one scope: a node's static attributes, one dynamic attribute
+// tree, or one array element. Numbers hold every numeric and enum leaf as a
+// double (bool 0/1, integers exactly); arrays are sparse maps from logical
+// index to the element's block.
+struct Block {
+  std::vector<double> numbers;
+  std::vector<std::string> strings;
+  std::vector<std::uint8_t> locks;
+  std::vector<std::map<unsigned, std::unique_ptr<Block>>> arrays;
+
+  Block() = default;
+  explicit Block(const BlockLayout& layout) { init(layout); }
+  void init(const BlockLayout& layout);
+  std::unique_ptr<Block> clone() const;
+};
+
+// Fixed slots of the transform values in every DAG node's static block: the
+// transform type's attributes are laid out first and in this order.
+enum TransformSlot : int {
+  kSlotTranslate = 0,    // 0..2
+  kSlotRotate = 3,       // 3..5
+  kSlotRotateOrder = 6,  // 6
+  kSlotScale = 7,        // 7..9
+  kSlotShear = 10,       // 10..12
+  kSlotRotateAxis = 13,  // 13..15
+  kSlotVisibility = 16,  // 16
+  kTransformSlotCount = 17
+};
+
+struct DynamicAttribute {
+  std::shared_ptr<Attribute> def;
+  Block values;
+};
+
+struct Node {
+  std::uint32_t slot = 0;
+  std::uint32_t generation = 0;
+  bool alive = true;
+  const NodeType* type = nullptr;
+  std::string name;
+
+  Block values;  // static attributes
+  std::vector<DynamicAttribute> dynamic;
+  // Dynamic attributes of any depth by long and short name.
+  std::unordered_map<std::string, Attribute*> dynamicNames;
+
+  // DAG
+  Node* parent = nullptr;  // null: under the world (or not a DAG node)
+  std::vector<Node*> children;
+
+  // Matrix cache. A node whose world matrix is valid has valid ancestors, so
+  // invalidation stops at nodes that are already invalid.
+  mutable bool localValid = false;
+  mutable bool worldValid = false;
+  mutable bool worldInverseValid = false;
+  mutable HMatrix local;
+  mutable HMatrix world;
+  mutable HMatrix worldInverse;
+
+  std::unique_ptr<HPxNode> user;
+  std::vector<std::pair<std::string, HObject>> links;
+  unsigned incomingConnections = 0;
+  unsigned outgoingConnections = 0;
+
+  bool isDag() const { return type->isDag; }
+  HObject object() const { return HObject::fromNode(slot, generation); }
+  DynamicAttribute* findDynamic(const Attribute* top);
+  // Attribute of this node by long or short name, any depth.
+  Attribute* findAttribute(const std::string& name);
+  // True when the attribute (any depth) belongs to this node.
+  bool owns(const Attribute* attribute) const;
+};
+
+struct Listener {
+  int id;
+  ChangeListener function;
+  void* clientData;
+};
+
+struct Scene {
+  // Slot 0 stays empty so that a default HObject is null. Slots are never
+  // reused: a node deleted for undo keeps its slot and comes back to it.
+  std::vector<std::unique_ptr<Node>> slots{1};
+  std::unordered_map<std::string, Node*> byName;
+  std::vector<Node*> roots;  // DAG nodes under the world, in order
+  std::vector<Connection> connections;
+  std::vector<Listener> listeners;
+  int nextListenerId = 1;
+  std::uint32_t nextGeneration = 1;
+};
+
+Scene& scene();
+
+// The live node an object names, or null.
+Node* nodeOf(const HObject& object);
+inline Node* nodeOf(const HObject& object, HStatus* status);
+
+void notify(const Change& change);
+bool isPluginObject(const HObject& object);
+void clearActiveSelection();
+inline bool hasListeners() {
+  return !scene().listeners.empty();
+}
+void notifyValue(Node* node, const Attribute* attribute);
+
+// Nodes removed from the scene but kept so that an undo can restore them.
+// They are named by slot so that a purge (the type deregistered) cannot leave
+// a dangling pointer behind.
+struct DetachedNodes {
+  std::vector<std::uint32_t> slots;  // root of the subtree first
+  std::uint32_t parentSlot = 0;      // 0: the world
+  std::uint32_t parentGeneration = 0;
+  size_t position = 0;  // index among the parent's (or the world's) children
+  std::vector<Connection> connections;
+};
+// Takes the node and its DAG descendants out of the scene (kNodeDeleted sent
+// for each, children first). The nodes stay in their slots, not alive.
+DetachedNodes detachNode(Node* node);
+// Puts detached nodes back; fails when the parent is gone or a node was purged.
+HStatus restoreNodes(DetachedNodes& detached);
+// Frees detached nodes for good (their HPxNode objects are deleted).
+void purgeNodes(DetachedNodes& detached);
+// Frees every detached node of a type (before the type goes away).
+void purgeDetachedOfType(const NodeType* type);
+
+// Dynamic attributes. A removed attribute keeps its values, locks, elements
+// and connections in the RemovedAttribute so that it can be put back exactly.
+struct RemovedAttribute {
+  std::shared_ptr<Attribute> def;
+  Block values;
+  size_t position = 0;
+  std::vector<Connection> connections;
+};
+HStatus addDynamicAttribute(Node* node, const std::shared_ptr<Attribute>& def);
+HStatus removeDynamicAttribute(Node* node, const Attribute* def, RemovedAttribute* saved);
+HStatus restoreDynamicAttribute(Node* node, RemovedAttribute& saved);
+// Moves a DAG node under parent (null: world) at a position among its siblings.
+HStatus reparentNodeAt(Node* node, Node* parent, size_t position);
+size_t siblingPosition(const Node* node);
+
+// Matrices (DAG nodes only).
+const HMatrix& localMatrix(const Node* node);
+const HMatrix& worldMatrix(const Node* node);
+const HMatrix& worldInverseMatrix(const Node* node);
+void invalidateMatrices(Node* node);
+// The components of a DAG node's local transform.
+HTransformationMatrix transformationOf(const Node* node);
+// Writes a number into a transform slot of a DAG node, with the same checks
+// and notifications as a plug write (locks, connections). Returns false when
+// refused.
+bool setTransformValue(Node* node, int slot, double value);
+// The leaf attribute behind a static number slot of the node's type.
+const Attribute* staticLeafAt(const NodeType* type, int numSlot);
+
+inline Node* nodeOf(const HObject& object, HStatus* status) {
+  Node* node = nodeOf(object);
+  if (status)
+    *status = node ? HStatus(HStatus::kSuccess) : HStatus(HStatus::kInvalidParameter);
+  return node;
+}
+
+inline HStatus ok() {
+  return HStatus(HStatus::kSuccess);
+}
+inline HStatus fail(const char* message) {
+  return HStatus(HStatus::kFailure, HString(message));
+}
+inline HStatus invalid(const char* message) {
+  return HStatus(HStatus::kInvalidParameter, HString(message));
+}
+inline void setStatus(HStatus* status, const HStatus& value) {
+  if (status)
+    *status = value;
+}
+
+}  // namespace hostdetail

@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <unordered_set>
+
+#include "HDoubleArray.h"
+#include "HIntArray.h"
+#include "HPointArray.h"
+#include "HStatus.h"
+#include "HString.h"
+#include "HStringArray.h"
+#include "HVectorArray.h"
+
+namespace {
+
+// Redirects HStatus's error stream for the lifetime of the object.
+class CapturedErrors {
+ public:
+  CapturedErrors() { HStatus::setErrorStream(&fStream); }
+  ~CapturedErrors() { HStatus::setErrorStream(nullptr); }
+  std::string text() const { return fStream.str(); }
+
+ private:
+  std::ostringstream fStream;
+};
+
+TEST(HStatus, PerrorWritesTextAndErrorStringToTheErrorStream) {
+  CapturedErrors errors;
+  HStatus(HStatus::kFailure).perror("veltra::doSolve() - Could not retrieve twist.");
+  HStatus(HStatus::kNotFound, "no such node").perror(HString("lookup"));
+  EXPECT_EQ(errors.text(),
+            "veltra::doSolve() - Could not retrieve twist.: (kFailure): Unexpected internal "
+            "failure\nlookup: no such node\n");
+}
+
+TEST(HStatus, NullStreamRestoresStandardError) {
+  {
+    CapturedErrors errors;
+    EXPECT_NE(&HStatus::errorStream(), &std::cerr);
+  }
+  EXPECT_EQ(&HStatus::errorStream(), &std::cerr);
+}
+
+TEST(HStatus, CodesTruthAndComparisons) {
+  const HStatus ok;
+  const HStatus bad(HStatus::kInvalidParameter);
+  EXPECT_TRUE(bool(ok));
+  EXPECT_FALSE(ok.error());
+  EXPECT_FALSE(bool(bad));
+  EXPECT_TRUE(bad.error());
+  EXPECT_TRUE(ok == HStatus::kSuccess);
+  EXPECT_TRUE(bad != HStatus::kSuccess);
+  EXPECT_EQ(bad.statusCode(), HStatus::kInvalidParameter);
+  EXPECT_EQ(ok.errorString(), "(kSuccess): No error");
+  EXPECT_EQ(HStatus(HStatus::kFailure).errorString(), "(kFailure): Unexpected internal failure");
+  // Every code has a default string of its own.
+  std::unordered_set<std::string> strings;
+  for (int c = HStatus::kSuccess; c <= HStatus::kUnknownParameter; ++c)
+    strings.insert(HStatus(HStatus::HStatusCode(c)).errorString().asStdString());
+  EXPECT_EQ(strings.size(), 6u);
+}
+
+TEST(HString, SplitDropsEmptyPieces) {
+  HStringArray pieces;
+  EXPECT_EQ(HString("joint1|joint2||effector1|").split('|', pieces), HStatus::kSuccess);
+  ASSERT_EQ(pieces.length(), 3u);
+  EXPECT_EQ(pieces[0], "joint1");
+  EXPECT_EQ(pieces[1], "joint2");
+  EXPECT_EQ(pieces[2], "effector1");
+  HString("").split('|', pieces);
+  EXPECT_EQ(pieces.length(), 0u);
+  HString("plain").split('|', pieces);
+  ASSERT_EQ(pieces.length(), 1u);
+  EXPECT_EQ(pieces[0], "plain");
+}
+
+TEST(HString, SubstringIsInclusiveAndClamped) {
+  const HString s("ikHandle1");
+  EXPECT_EQ(s.substring(0, 1), "ik");
+  EXPECT_EQ(s.substring(2, 7), "Handle");
+  EXPECT_EQ(s.substring(-5, 1), "ik");
+  EXPECT_EQ(s.substring(8, 100), "1");
+  EXPECT_EQ(s.substring(5, 4), "");
+  EXPECT_EQ(s.substring(20, 30), "");
+}
+
+TEST(HString, SearchCaseAndLengths) {
+  const HString s("node.attr.child");
+  EXPECT_EQ(s.indexW('.'), 4);
+  EXPECT_EQ(s.rindexW('.'), 9);
+  EXPECT_EQ(s.indexW('#'), -1);
+  EXPECT_EQ(s.rindexW('#'), -1);
+  EXPECT_EQ(HString("MiXeD 42").toLowerCase(), "mixed 42");
+  EXPECT_EQ(HString("MiXeD 42").toUpperCase(), "MIXED 42");
+  const HString utf8("\xc3\xa9t\xc3\xa9");  // "ete" with two accents
+  EXPECT_EQ(utf8.length(), 5u);
+  EXPECT_EQ(utf8.numChars(), 3u);
+}
+
+TEST(HString, NumbersParseOnlyWholeStrings) {
+  EXPECT_TRUE(HString(" -42 ").isInt());
+  EXPECT_EQ(HString(" -42 ").asInt(), -42);
+  EXPECT_FALSE(HString("42x").isInt());
+  EXPECT_FALSE(HString("99999999999").isInt());
+  EXPECT_EQ(HString("4.5").asInt(), 0);
+  EXPECT_TRUE(HString("1.5e3").isDouble());
+  EXPECT_DOUBLE_EQ(HString("1.5e3").asDouble(), 1500.0);
+  EXPECT_TRUE(HString("-.25").isDouble());
+  for (const char* bad : {"", "nan", "inf", "0x10", "1e", "1.2.3", "abc"}) {
+    EXPECT_FALSE(HString(bad).isDouble()) << bad;
+    EXPECT_EQ(HString(bad).asDouble(), 0.0) << bad;
+  }
+}
+
+TEST(HString, ConcatenationComparisonAndHash) {
+  HString s = HString("joint") + "1";
+  s += '_';
+  s += 7;
+  s += 0.1;
+  EXPECT_EQ(s, "joint1_70.1");
+  EXPECT_TRUE(HString("a") < HString("b"));
+  EXPECT_TRUE(HString("a") != "b");
+  EXPECT_EQ(std::hash<HString>()(HString("x")), std::hash<HString>()(HString("x")));
+  std::ostringstream os;
+  os << HString("shown");
+  EXPECT_EQ(os.str(), "shown");
+  HString big;
+  big += 1.0 / 3.0;
+  EXPECT_EQ(big.asDouble(), 1.0 / 3.0);  // numbers append without losing bits
+}
+
+TEST(HArray, InsertRemoveSetAndBadIndices) {
+  HIntArray a;
+  EXPECT_EQ(a.append(1), HStatus::kSuccess);
+  EXPECT_EQ(a.append(3), HStatus::kSuccess);
+  EXPECT_EQ(a.insert(2, 1), HStatus::kSuccess);
+  EXPECT_EQ(a.insert(4, 3), HStatus::kSuccess);  // index == length appends
+  EXPECT_EQ(a.insert(9, 9), HStatus::kInvalidParameter);
+  ASSERT_EQ(a.length(), 4u);
+  for (unsigned i = 0; i < 4; ++i)
+    EXPECT_EQ(a[i], int(i + 1));
+  EXPECT_EQ(a.remove(0), HStatus::kSuccess);
+  EXPECT_EQ(a.remove(3), HStatus::kInvalidParameter);
+  EXPECT_EQ(a.set(7, 2), HStatus::kSuccess);
+  EXPECT_EQ(a.set(7, 3), HStatus::kInvalidParameter);
+  EXPECT_EQ(a, HIntArray({2, 3, 7}));
+  // Out-of-range access touches nothing of the array.
+  a[10] = 5;
+  const HIntArray& ca = a;
+  EXPECT_EQ(ca[10], 0);
+  EXPECT_EQ(a, HIntArray({2, 3, 7}));
+}
+
+TEST(HArray, SetLengthValueInitialisesNewEntries) {
+  HDoubleArray d(2, 4.0);
+  d.setLength(4);
+  EXPECT_EQ(d, HDoubleArray({4.0, 4.0, 0.0, 0.0}));
+  HVectorArray v;
+  v.setLength(2);
+  EXPECT_EQ(v[1], HVector::zero);
+  HPointArray p;
+  p.setLength(1);
+  EXPECT_EQ(p[0], HPoint::origin);
+  HDoubleArray copy;
+  copy.copy(d);
+  d.clear();
+  EXPECT_EQ(d.length(), 0u);
+  EXPECT_EQ(copy.length(), 4u);
+  double sum = 0.0;
+  for (double x : copy)
+    sum += x;
+  EXPECT_EQ(sum, 8.0);
+}
+
+}  // namespace

@@ -127,9 +127,10 @@ HPlug plugFromName(const std::string& text, HStatus* status = nullptr);
 HPlug plugFromName(const HObject& node, const std::string& text, HStatus* status = nullptr);
 
 // ---------------------------------------------------------------------------
-// Links between nodes that are not plugs (an IK handle's start joint, end
-// effector and solver; an effector's end joint). They follow renames; a link
-// to a deleted node reads as null.
+// Links between nodes that are not plugs. They follow renames; a link to a
+// deleted node reads as null. The animation library uses the keys
+// "startJoint", "endEffector" and "solver" on IK handles and "endJoint" on
+// effectors (the joint whose translation the effector follows).
 
 HObject nodeLink(const HObject& node, const std::string& key);
 HStatus setNodeLink(const HObject& node, const std::string& key, const HObject& target);

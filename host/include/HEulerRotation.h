@@ -21,6 +21,7 @@ class HEulerRotation {
       : x(v.x), y(v.y), z(v.z), order(ord) {}
   HEulerRotation(const double v[3], RotationOrder ord) : x(v[0]), y(v[1]), z(v[2]), order(ord) {}
 
+  // 0 x, 1 y, anything else z.
   double& operator[](unsigned i) { return i == 0 ? x : (i == 1 ? y : z); }
   double operator[](unsigned i) const { return i == 0 ? x : (i == 1 ? y : z); }
 

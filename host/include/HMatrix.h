@@ -19,6 +19,8 @@ class HMatrix {
         matrix[r][c] = m[r][c];
   }
 
+  // Indices are taken modulo 4, so a bad index never reaches outside the
+  // matrix.
   double& operator()(unsigned row, unsigned col) { return matrix[row & 3][col & 3]; }
   double operator()(unsigned row, unsigned col) const { return matrix[row & 3][col & 3]; }
   // Row pointer, so that m[r][c] reads element (r, c).

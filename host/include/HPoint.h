@@ -15,6 +15,7 @@ class HPoint {
   // The point at the vector's tip: (v.x, v.y, v.z, 1).
   explicit constexpr HPoint(const HVector& v) : x(v.x), y(v.y), z(v.z), w(1.0) {}
 
+  // 0 x, 1 y, 2 z, anything else w.
   double& operator[](unsigned i) { return i == 0 ? x : (i == 1 ? y : (i == 2 ? z : w)); }
   double operator[](unsigned i) const { return i == 0 ? x : (i == 1 ? y : (i == 2 ? z : w)); }
   void get(double p[4]) const {

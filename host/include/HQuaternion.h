@@ -41,6 +41,7 @@ class HQuaternion {
   // rotation of what remains of it (the identity if nothing does).
   explicit HQuaternion(const HMatrix& m);
 
+  // 0 x, 1 y, 2 z, anything else w.
   double& operator[](unsigned i) { return i == 0 ? x : (i == 1 ? y : (i == 2 ? z : w)); }
   double operator[](unsigned i) const { return i == 0 ? x : (i == 1 ? y : (i == 2 ? z : w)); }
   void get(double q[4]) const {

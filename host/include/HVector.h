@@ -20,6 +20,7 @@ class HVector {
   // Takes x, y and z unchanged; w is ignored (no division by w).
   explicit HVector(const HPoint& p);
 
+  // 0 x, 1 y, anything else z.
   double& operator[](unsigned i) { return i == 0 ? x : (i == 1 ? y : z); }
   double operator[](unsigned i) const { return i == 0 ? x : (i == 1 ? y : z); }
   void get(double v[3]) const {

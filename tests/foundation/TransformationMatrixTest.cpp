@@ -204,7 +204,8 @@ TEST(HTransformationMatrix, RotateByKeepsEulerAnglesContinuous) {
     ASSERT_NEAR(angles[0], previous + 0.05, 1e-9);
     ASSERT_NEAR(angles[1], start[1], 1e-9);
     previous = angles[0];
-    if (i % 2) tm.setRotation(angles, order);  // as a host storing them now and then
+    if (i % 2)
+      tm.setRotation(angles, order);  // as a host storing them now and then
   }
   EXPECT_GT(previous, 2 * kPi);
 }

@@ -179,15 +179,38 @@ struct ReparentOp : ModifierOp {
   }
 };
 
+// The node behind an object, alive or held out of the scene by a modifier.
+Node* anyNodeOf(const HObject& object) {
+  Scene& s = scene();
+  std::uint32_t slot = object.nodeSlot();
+  if (slot == 0 || slot >= s.slots.size() || !s.slots[slot])
+    return nullptr;
+  Node* node = s.slots[slot].get();
+  return node->generation == object.nodeGeneration() ? node : nullptr;
+}
+
+bool recordablePlug(const HPlug& plug) {
+  return anyNodeOf(plug.node()) && plug.attribute().attributeDef();
+}
+
+// The parent may itself be a node that an earlier op of the modifier makes:
+// the new node goes under it when doIt puts it into the scene.
 HObject recordCreate(std::vector<std::unique_ptr<ModifierOp>>& ops, const HString& typeName,
                      const HObject& parent, HStatus* status) {
-  HObject node = createNode(typeName.asStdString(), "", parent, status);
+  HObject node = createNode(typeName.asStdString(), "", HObject(), status);
   Node* n = nodeOf(node);
   if (!n)
     return HObject();
   auto op = std::make_unique<CreateNodeOp>();
   op->node = node;
   op->detached = detachNode(n);
+  if (Node* p = anyNodeOf(parent)) {
+    if (n->isDag()) {
+      op->detached.parentSlot = p->slot;
+      op->detached.parentGeneration = p->generation;
+      op->detached.position = size_t(-1);
+    }
+  }
   ops.push_back(std::move(op));
   return node;
 }
@@ -217,7 +240,7 @@ HObject HDGModifier::createNode(const HString& typeName, HStatus* status) {
 }
 
 HStatus HDGModifier::deleteNode(const HObject& node) {
-  if (!nodeOf(node))
+  if (!anyNodeOf(node))
     return invalid("Node does not exist");
   auto op = std::make_unique<DeleteNodeOp>();
   op->node = node;
@@ -226,7 +249,7 @@ HStatus HDGModifier::deleteNode(const HObject& node) {
 }
 
 HStatus HDGModifier::renameNode(const HObject& node, const HString& newName) {
-  if (!nodeOf(node))
+  if (!anyNodeOf(node))
     return invalid("Node does not exist");
   auto op = std::make_unique<RenameOp>();
   op->node = node;
@@ -239,7 +262,7 @@ HStatus HDGModifier::addAttribute(const HObject& node, const HObject& attribute,
                                   HFnDependencyNode::HAttrClass type) {
   if (type != HFnDependencyNode::kLocalDynamicAttr)
     return invalid("Only local dynamic attributes can be added");
-  if (!nodeOf(node))
+  if (!anyNodeOf(node))
     return invalid("Node does not exist");
   auto def = attribute.attributeDef();
   if (!def || def->parent)
@@ -255,7 +278,7 @@ HStatus HDGModifier::removeAttribute(const HObject& node, const HObject& attribu
                                      HFnDependencyNode::HAttrClass type) {
   if (type != HFnDependencyNode::kLocalDynamicAttr)
     return invalid("Only local dynamic attributes can be removed");
-  if (!nodeOf(node))
+  if (!anyNodeOf(node))
     return invalid("Node does not exist");
   auto def = attribute.attributeDef();
   if (!def || def->parent)
@@ -268,7 +291,7 @@ HStatus HDGModifier::removeAttribute(const HObject& node, const HObject& attribu
 }
 
 HStatus HDGModifier::connect(const HPlug& source, const HPlug& destination) {
-  if (source.isNull() || destination.isNull())
+  if (!recordablePlug(source) || !recordablePlug(destination))
     return invalid("Plug does not exist");
   auto op = std::make_unique<ConnectOp>();
   op->source = source;
@@ -278,7 +301,7 @@ HStatus HDGModifier::connect(const HPlug& source, const HPlug& destination) {
 }
 
 HStatus HDGModifier::disconnect(const HPlug& source, const HPlug& destination) {
-  if (source.isNull() || destination.isNull())
+  if (!recordablePlug(source) || !recordablePlug(destination))
     return invalid("Plug does not exist");
   auto op = std::make_unique<ConnectOp>();
   op->source = source;
@@ -291,7 +314,7 @@ HStatus HDGModifier::disconnect(const HPlug& source, const HPlug& destination) {
 namespace {
 HStatus recordValue(std::vector<std::unique_ptr<ModifierOp>>& ops, const HPlug& plug, double number,
                     const std::string* text) {
-  if (plug.isNull())
+  if (!recordablePlug(plug))
     return invalid("Plug does not exist");
   auto op = std::make_unique<SetValueOp>();
   op->plug = plug;
@@ -322,7 +345,7 @@ HStatus HDGModifier::newPlugValueString(const HPlug& plug, const HString& value)
 }
 
 HStatus HDGModifier::setPlugLocked(const HPlug& plug, bool locked) {
-  if (plug.isNull())
+  if (!recordablePlug(plug))
     return invalid("Plug does not exist");
   auto op = std::make_unique<LockOp>();
   op->plug = plug;
@@ -363,7 +386,8 @@ HObject HDagModifier::createNode(const HString& typeName, const HObject& parent,
     setStatus(status, invalid("Unknown node type"));
     return HObject();
   }
-  if (!parent.isNull() && (!nodeOf(parent) || !nodeOf(parent)->isDag())) {
+  Node* parentNode = anyNodeOf(parent);
+  if (parent.nodeSlot() != 0 && (!parentNode || !parentNode->isDag())) {
     setStatus(status, invalid("Parent is not a DAG node"));
     return HObject();
   }
@@ -371,7 +395,7 @@ HObject HDagModifier::createNode(const HString& typeName, const HObject& parent,
 }
 
 HStatus HDagModifier::reparentNode(const HObject& node, const HObject& newParent) {
-  Node* n = nodeOf(node);
+  Node* n = anyNodeOf(node);
   if (!n || !n->isDag())
     return invalid("Node is not a DAG node");
   auto op = std::make_unique<ReparentOp>();

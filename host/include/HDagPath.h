@@ -17,7 +17,7 @@ class HDagPath {
   // Shortens the path by count nodes towards the world; fails (path unchanged)
   // when the path has fewer than count + 1 nodes.
   HStatus pop(unsigned count = 1);
-  // Number of nodes below the world on the path (0 for an empty path).
+  // Number of nodes below the world on the path (0 for an empty or invalid path).
   unsigned length(HStatus* status = nullptr) const;
   bool isValid(HStatus* status = nullptr) const;
   HFn::Type apiType(HStatus* status = nullptr) const;
@@ -35,8 +35,11 @@ class HDagPath {
 
   unsigned childCount(HStatus* status = nullptr) const;
   HObject child(unsigned index, HStatus* status = nullptr) const;
+  // Fails unless child is a DAG child of the tip (or a node under the world
+  // for an empty path).
   HStatus push(const HObject& child);
 
+  // Fails (path unchanged) for a null or non-DAG node.
   static HStatus getAPathTo(const HObject& node, HDagPath& path);
 
   bool operator==(const HDagPath& other) const;

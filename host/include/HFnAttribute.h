@@ -27,5 +27,6 @@ class HFnAttribute : public HFnBase {
   HStatus setStorable(bool state);
   HStatus setReadable(bool state);
   HStatus setWritable(bool state);
+  // Fails once the attribute is on a node type or a node.
   HStatus setArray(bool state);
 };

@@ -10,8 +10,9 @@ class HFnCompoundAttribute : public HFnAttribute {
   HStatus setObject(const HObject& object) override;
 
   HObject create(const HString& longName, const HString& shortName, HStatus* status = nullptr);
-  // Fails when the child already has a parent, is this attribute itself, or the
-  // compound is already on a node.
+  // Fails when the child already has a parent, is this attribute itself (or an
+  // ancestor), shares a name with another child, or the compound is already
+  // on a node.
   HStatus addChild(const HObject& child);
   unsigned numChildren(HStatus* status = nullptr) const;
   HObject child(unsigned index, HStatus* status = nullptr) const;

@@ -17,7 +17,9 @@ class HFnDependencyNode : public HFnBase {
   HStatus setObject(const HObject& object) override;
 
   // Creates a node of a registered type (built-in or plug-in) at the top of
-  // the scene; the name is made unique by the host (type name + number when empty).
+  // the scene; the name is made unique by the host (type name + number when
+  // empty; a taken "name3" becomes "name4", a taken "arm" "arm1"). Names are
+  // letters, digits and '_', not starting with a digit; others fail.
   HObject create(const HString& typeName, const HString& name = HString(),
                  HStatus* status = nullptr);
 
@@ -33,6 +35,8 @@ class HFnDependencyNode : public HFnBase {
 
   // Attributes, static and dynamic, looked up by long or short name.
   HObject attribute(const HString& name, HStatus* status = nullptr) const;
+  // Every attribute, children of compounds included: static ones first,
+  // parents before their children, then dynamic ones in the order added.
   unsigned attributeCount(HStatus* status = nullptr) const;
   HObject attribute(unsigned index, HStatus* status = nullptr) const;
   bool hasAttribute(const HString& name, HStatus* status = nullptr) const;
@@ -42,7 +46,11 @@ class HFnDependencyNode : public HFnBase {
   HPlug findPlug(const HObject& attribute, HStatus* status = nullptr) const;
 
   // Adds or removes a dynamic attribute of this node (not undoable; use an
-  // HDGModifier for undo). Only kLocalDynamicAttr is accepted.
+  // HDGModifier for undo). Only kLocalDynamicAttr is accepted. Adding fails
+  // for a child attribute, an attribute already on a node, or a long or short
+  // name (of it or its children) that the node already has. A removed
+  // attribute takes its values and connections along; added again, it starts
+  // from its defaults.
   HStatus addAttribute(const HObject& attribute, HAttrClass type = kLocalDynamicAttr);
   HStatus removeAttribute(const HObject& attribute, HAttrClass type = kLocalDynamicAttr);
 };

@@ -19,13 +19,16 @@ class HFnIkHandle : public HFnTransform {
   // its translation following the end joint's; the handle sits at the end
   // joint's world position under the world; its pole vector is the chain's
   // bend direction (see host conventions).
+  // Fails (and makes nothing) unless both are joints and endJoint lies
+  // strictly below startJoint. The new handle has no solver.
   HObject create(const HDagPath& startJoint, const HDagPath& endJoint, HStatus* status = nullptr);
 
   HStatus getStartJoint(HDagPath& startJoint) const;
   HStatus setStartJoint(const HDagPath& startJoint);
   HStatus getEffector(HDagPath& effector) const;
   HStatus setEffector(const HDagPath& effector);
-  // The solver node (a node of an IK-solver type); null when none.
+  // The solver node (a node of an IK-solver type); null when none. A null
+  // object clears it; a node of another type is refused.
   HObject solver(HStatus* status = nullptr) const;
   HStatus setSolver(const HObject& solverNode);
   HStatus setSolver(const HString& solverName);

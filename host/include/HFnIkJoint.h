@@ -20,6 +20,8 @@ class HFnIkJoint : public HFnTransform {
   // The preferred angle, three Euler angles in radians (the joint's rotate order).
   HStatus getPreferedAngle(double rotation[3]) const;
   HStatus setPreferedAngle(const double rotation[3]);
+  // The joint orientation is kept as XYZ angles; an orientation given in
+  // another order is re-expressed.
   HStatus getOrientation(HEulerRotation& orientation) const;
   HStatus setOrientation(const HEulerRotation& orientation);
   HStatus getOrientation(HQuaternion& orientation) const;

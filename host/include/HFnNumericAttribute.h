@@ -18,6 +18,8 @@ class HFnNumericAttribute : public HFnAttribute {
                  double defaultValue = 0.0, HStatus* status = nullptr);
   HFnNumericData::Type unitType(HStatus* status = nullptr) const;
   HStatus getDefault(double& value) const;
+  // A new default applies to values not yet written and elements made later.
+  // Non-finite defaults, minima and maxima are refused.
   HStatus setDefault(double value);
   HStatus setMin(double value);
   HStatus setMax(double value);

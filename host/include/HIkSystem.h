@@ -11,8 +11,14 @@
 class HIkSystem {
  public:
   // Solves every dirty handle whose solverEnable is on and whose solver is set;
-  // returns the first failure (every handle is still tried).
+  // returns the first failure (every handle is still tried). Handles are
+  // solved parents first (by the depth of their start joint). A solved
+  // handle is clean afterwards, whatever its solve changed or returned; a
+  // disabled or solverless one stays dirty. Does nothing while suspended or
+  // when called again from inside a solve.
   static HStatus evaluate();
+  // Solves one handle now, dirty or not; fails without a solver or when
+  // solverEnable is off.
   static HStatus solveHandle(const HObject& handle);
   static bool isDirty(const HObject& handle);
   static void markDirty(const HObject& handle);

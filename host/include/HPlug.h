@@ -7,6 +7,17 @@
 // default; writing it creates it. A locked plug refuses setValue with a
 // failure status and keeps its value. Bad shapes (a child of a non-compound,
 // an element of a non-array, a value of a compound) give failure statuses.
+//
+// Values as the host stores them: a value is converted to the attribute's
+// type (bool 0/1, integers truncated towards zero and clamped to their range,
+// floats rounded to single precision) and clamped to the attribute's minimum
+// and maximum. Non-finite values (NaN, infinities) are refused and leave the
+// plug unchanged. Enum plugs read and write their field names as strings.
+// A plug that is the destination of a connection (or lies below one) reads
+// its source's value and refuses setValue. A plug whose node was deleted, or
+// whose attribute was removed, is null: every operation on it fails.
+// A child plug below an array that lacks its element index names a plug but
+// holds no value (reads and writes fail).
 
 #include <vector>
 
@@ -24,16 +35,18 @@ class HPlug {
   bool isNull(HStatus* status = nullptr) const;
   HObject node(HStatus* status = nullptr) const;
   HObject attribute(HStatus* status = nullptr) const;
-  // "node.attr[2].child" with long attribute names.
+  // "node.attr[2].child" with long attribute names. Compound parents appear
+  // only when they carry an index ("node.translateX", "node.ramp[2].ramp_Position").
   HString name(HStatus* status = nullptr) const;
   // "attr[2].child" without the node, short names when useLongNames is false.
   HString partialName(bool includeNodeName = false, bool useLongNames = false,
                       HStatus* status = nullptr) const;
 
+  // True for a plug of a compound attribute, array plugs of compounds included.
   bool isCompound(HStatus* status = nullptr) const;
-  bool isArray(HStatus* status = nullptr) const;      // an array plug, not one of its elements
-  bool isElement(HStatus* status = nullptr) const;    // one element of an array
-  bool isChild(HStatus* status = nullptr) const;      // a child of a compound
+  bool isArray(HStatus* status = nullptr) const;    // an array plug, not one of its elements
+  bool isElement(HStatus* status = nullptr) const;  // one element of an array
+  bool isChild(HStatus* status = nullptr) const;    // a child of a compound
   unsigned numChildren(HStatus* status = nullptr) const;
   HPlug child(unsigned index, HStatus* status = nullptr) const;
   HPlug child(const HObject& attribute, HStatus* status = nullptr) const;
@@ -69,6 +82,9 @@ class HPlug {
   double asDouble(HStatus* status = nullptr) const;
   HString asString(HStatus* status = nullptr) const;
 
+  // True when this plug or a plug above it (compound parent, array element,
+  // array) is locked: the value cannot change. Locking a missing element
+  // creates it; unlocking one does not.
   bool isLocked(HStatus* status = nullptr) const;
   HStatus setLocked(bool locked) const;
 

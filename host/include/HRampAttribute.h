@@ -22,9 +22,12 @@ class HRampAttribute {
   unsigned getNumEntries(HStatus* status = nullptr) const;
   void getEntries(HIntArray& indexes, HFloatArray& positions, HFloatArray& values,
                   HIntArray& interps, HStatus* status = nullptr) const;
-  // Adds one entry per element of the three arrays, at the next free logical indices.
+  // Adds one entry per element of the three arrays, at the logical indices
+  // after the last existing one. Arrays of different lengths are refused.
   void addEntries(const HFloatArray& positions, const HFloatArray& values, const HIntArray& interps,
                   HStatus* status = nullptr);
+  // Deletes the entries of the given logical indices; an entry is refused only
+  // when its element or the whole ramp is locked (field locks guard the field).
   void deleteEntries(const HIntArray& indexes, HStatus* status = nullptr);
   // Overwrite one field of the entry of the given logical index; a locked
   // field or a missing entry refuses with a failure status.
@@ -33,6 +36,11 @@ class HRampAttribute {
   void setInterpolationAtIndex(HInterpolation interp, unsigned index, HStatus* status = nullptr);
   // The curve's value at a position, interpolated between the entries sorted by
   // position; constant beyond the first and last entries; 0 for an empty ramp.
+  // Each segment uses the interpolation of the entry that starts it: None
+  // holds that entry's value, Linear, Smooth (smoothstep), Spline
+  // (Catmull-Rom through the neighbouring entries, the ends repeated).
+  // Entries sharing a position resolve to the later one; unknown
+  // interpolation values act as Linear.
   void getValueAtPosition(float position, float& value, HStatus* status = nullptr) const;
 
  private:

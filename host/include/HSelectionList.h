@@ -7,7 +7,8 @@
 #include "HString.h"
 #include "HStringArray.h"
 
-// An ordered list of nodes without duplicates.
+// An ordered list of nodes without duplicates. Entries whose node has been
+// deleted are skipped: length and indices count live entries only.
 class HSelectionList {
  public:
   enum MergeStrategy { kMergeNormal = 0, kXORWithList = 1, kRemoveFromList = 2 };
@@ -15,7 +16,8 @@ class HSelectionList {
   HSelectionList() = default;
 
   // Adds every node whose name matches (a name with * and ? wildcards, or a
-  // "|a|b" path); fails with kInvalidParameter when nothing matches.
+  // "|a|b" path), in creation order; fails with kInvalidParameter when
+  // nothing matches. Wildcards do not apply inside paths.
   HStatus add(const HString& matchString, bool searchChildNamespacesToo = false);
   HStatus add(const HObject& node, bool mergeWithExisting = true);
   HStatus add(const HDagPath& path, bool mergeWithExisting = true);

@@ -194,10 +194,13 @@ void onChange(const Change& change, void*) {
       s.indexValid = false;
       break;
     case ChangeKind::kNodeCreated:
-      // A new node sits above nothing; a restored one may bring a subtree back.
-      s.indexValid = false;
-      if (!node->children.empty())
+      // A brand-new node has no children and no links yet, so it is in no
+      // chain and above no handle: the index stays right. A restored one may
+      // bring back a subtree, links and chain members.
+      if (change.restored) {
+        s.indexValid = false;
         structureChanged(node);
+      }
       if (isType(node, HFn::kIkHandle))
         s.dirty.insert(node->slot);
       break;

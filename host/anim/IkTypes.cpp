@@ -66,6 +66,15 @@ HStatus readThree(const Node* node, const char* firstLeaf, double out[3]) {
     return invalid("Node lacks the attribute");
   for (int i = 0; i < 3; ++i)
     out[i] = node->values.numbers[size_t(slot + i)];
+  if (node->incomingConnections) {
+    // Connected components read their sources.
+    for (int i = 0; i < 3; ++i) {
+      const Attribute* leaf = staticLeafAt(node->type, slot + i);
+      HPlug plug(node->object(),
+                 HObject::fromAttribute(const_cast<Attribute*>(leaf)->shared_from_this()));
+      plug.getValue(out[i]);
+    }
+  }
   return ok();
 }
 

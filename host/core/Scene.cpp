@@ -336,7 +336,7 @@ HStatus restoreNodes(DetachedNodes& detached) {
   detached.connections.clear();
   if (hasListeners()) {
     for (Node* n : nodes)
-      notify(Change{ChangeKind::kNodeCreated, n->object(), nullptr, {}});
+      notify(Change{ChangeKind::kNodeCreated, n->object(), nullptr, {}, true});
   }
   return ok();
 }

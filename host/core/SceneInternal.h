@@ -166,6 +166,7 @@ struct Change {
   HObject node;
   const Attribute* attribute = nullptr;  // kValueChanged, kAttributeAdded/Removed
   std::string key;                       // kLinkChanged: the link's key
+  bool restored = false;                 // kNodeCreated: an undone deletion brought the node back
 };
 
 using ChangeListener = void (*)(const Change& change, void* clientData);

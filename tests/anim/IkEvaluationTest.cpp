@@ -164,6 +164,22 @@ TEST_F(IkEvaluationTest, UndoneDeletionBringsTheHandleBackDirty) {
   EXPECT_TRUE(solvedAfter());
 }
 
+TEST_F(IkEvaluationTest, UndoneDeletionOfTheEffectorRestoresTheChain) {
+  HDagPath effector;
+  HFnIkHandle(fHandle).getEffector(effector);
+  HDGModifier modifier;
+  modifier.deleteNode(effector.node());
+  ASSERT_TRUE(succeeded(modifier.doIt()));
+  plug(fJoint2, "radius").setValue(2.0);  // the scene is looked at without the effector
+  solvedAfter();
+  ASSERT_TRUE(succeeded(modifier.undoIt()));
+  solvedAfter();
+  HFnIkJoint(fJoint2).setRotation(HEulerRotation(0.0, 0.0, 0.9));
+  EXPECT_FALSE(HIkSystem::isDirty(fHandle));
+  plug(fJoint2, "radius").setValue(3.0);
+  EXPECT_TRUE(HIkSystem::isDirty(fHandle));
+}
+
 TEST_F(IkEvaluationTest, HandleGroupHoldsHandlesOnly) {
   HIkHandleGroup group;
   EXPECT_FALSE(succeeded(group.addHandle(fJoint1)));

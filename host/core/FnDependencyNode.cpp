@@ -264,8 +264,12 @@ HFnDependencyNode::HAttrClass HFnDependencyNode::attributeClass(const HObject& a
   return def->top()->isStatic ? kNormalAttr : kLocalDynamicAttr;
 }
 
+// Plain names find the attribute's plug; "attr[2].child" finds that element's child.
 HPlug HFnDependencyNode::findPlug(const HString& name, HStatus* status) const {
   NODE_OR_FAIL(HPlug());
+  if (name.asStdString().find_first_of(".[") != std::string::npos) {
+    return plugFromName(fObject, name.asStdString(), status);
+  }
   Attribute* def = node->findAttribute(name.asStdString());
   if (!def) {
     setStatus(status, invalid("No attribute of that name"));

@@ -41,6 +41,8 @@ class HFnDependencyNode : public HFnBase {
   HObject attribute(unsigned index, HStatus* status = nullptr) const;
   bool hasAttribute(const HString& name, HStatus* status = nullptr) const;
   HAttrClass attributeClass(const HObject& attribute, HStatus* status = nullptr) const;
+  // By long or short name; a name with indices and children
+  // ("ramp[2].ramp_Position") gives that plug.
   HPlug findPlug(const HString& name, HStatus* status = nullptr) const;
   HPlug findPlug(const HString& name, bool wantNetworkedPlug, HStatus* status = nullptr) const;
   HPlug findPlug(const HObject& attribute, HStatus* status = nullptr) const;

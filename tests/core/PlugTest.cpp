@@ -123,6 +123,20 @@ TEST_F(PlugTest, ArrayOfCompoundsNamesElementsAndChildren) {
   HPlug parsed = hostdetail::plugFromName("holder.smp[2].spo");
   EXPECT_EQ(parsed, child);
   EXPECT_EQ(parsed.asFloat(), 0.5f);
+  EXPECT_EQ(HFnDependencyNode(fNode).findPlug("samples[2].samplePos"), child);
+  HStatus status;
+  hostdetail::plugFromName("holder.tx[1]", &status);  // not an array
+  EXPECT_FALSE(succeeded(status));
+  hostdetail::plugFromName("holder.smp[x].spo", &status);
+  EXPECT_FALSE(succeeded(status));
+  hostdetail::plugFromName("holder.tx.spo", &status);  // not a child of tx
+  EXPECT_FALSE(succeeded(status));
+  // Without the element index the child names a plug that holds nothing.
+  HPlug loose = HFnDependencyNode(fNode).findPlug("spo");
+  EXPECT_FALSE(loose.isNull());
+  float f = 0;
+  EXPECT_FALSE(succeeded(loose.getValue(f)));
+  EXPECT_FALSE(succeeded(loose.setValue(1.0f)));
   // Adding children to a compound in use is refused.
   EXPECT_FALSE(
       succeeded(fnCompound.addChild(fnNumeric.create("late", "lt", HFnNumericData::kFloat))));

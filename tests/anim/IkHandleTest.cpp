@@ -75,6 +75,12 @@ TEST_F(IkHandleTest, PoleVectorIsTheChainsBendDirection) {
   EXPECT_EQ(plug(straight, "pvx").asDouble(), 0.0);
   EXPECT_EQ(plug(straight, "poleVectorY").asDouble(), 1.0);
   EXPECT_EQ(plug(straight, "pvz").asDouble(), 0.0);
+  // Coincident joints (zero-length bones) give the same finite fallback.
+  HFnIkJoint(fJoint2).setTranslation(HVector(0, 0, 0), HSpace::kTransform);
+  HFnIkJoint(fJoint3).setTranslation(HVector(0, 0, 0), HSpace::kTransform);
+  HObject collapsed = fn.create(pathOf(fJoint1), pathOf(fJoint3));
+  EXPECT_EQ(plug(collapsed, "pvy").asDouble(), 1.0);
+  EXPECT_EQ(plug(collapsed, "pvx").asDouble(), 0.0);
 }
 
 TEST_F(IkHandleTest, HandleAttributesAndDefaults) {

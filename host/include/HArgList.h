@@ -5,7 +5,8 @@
 #include "HString.h"
 
 // The words of one command invocation after the command name, as typed
-// (quotes removed).
+// (quotes removed). Each word remembers whether it was quoted, so that a
+// quoted "-x" is an argument and never a flag.
 class HArgList {
  public:
   HArgList() = default;
@@ -17,9 +18,12 @@ class HArgList {
   // Index of a flag ("-n" or "-name"), or kInvalidArgIndex.
   unsigned flagIndex(const char* shortFlag, const char* longFlag = nullptr) const;
   HArgList& addArg(const HString& arg);
+  HArgList& addArg(const HString& arg, bool quoted);
+  bool isQuoted(unsigned index) const { return index < fQuoted.size() && fQuoted[index]; }
 
   static const unsigned kInvalidArgIndex = 0xffffffffu;
 
  private:
   std::vector<HString> fArgs;
+  std::vector<bool> fQuoted;
 };

@@ -9,7 +9,16 @@
 
 // Parses an argument list against a syntax. Construction fails (status, with
 // a message naming the bad flag or argument) for unknown flags, missing flag
-// arguments, arguments of the wrong type or count.
+// arguments, arguments of the wrong type or count, and a flag that is not
+// multi-use given twice.
+//
+// A word is a flag when it was not quoted and is a dash followed by a letter
+// ("-5" and "-.5" are numbers). Flags may come before, between or after the
+// command arguments; a flag's own arguments are the words right after it,
+// whatever they look like. Types are checked, not converted: numbers are
+// read as typed (angles stay in the units typed), kLong and kUnsigned need
+// whole numbers, kBoolean accepts on/off, true/false, yes/no and 1/0.
+// Flags may be named by short or long name in every query.
 class HArgParser {
  public:
   HArgParser(const HSyntax& syntax, const HArgList& args, HStatus* status = nullptr);

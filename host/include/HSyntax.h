@@ -31,13 +31,21 @@ class HSyntax {
 
   HSyntax() = default;
   // Flags are given with their leading dash: addFlag("-n", "-name", kString).
+  // A flag takes up to three arguments (the types before the first kNoArg).
+  // Fails for a name without a leading dash followed by a letter, or one
+  // already taken by another flag.
   HStatus addFlag(const char* shortName, const char* longName, HArgType a1 = kNoArg,
                   HArgType a2 = kNoArg, HArgType a3 = kNoArg);
   HStatus makeFlagMultiUse(const char* flag);
-  // Command arguments after the flags, in order.
+  // Command arguments (the words that are not flags or flag arguments), in
+  // order. Without setMinMaxArgs each one declared is required and no more
+  // are accepted.
   HStatus addArg(HArgType type);
-  // Trailing arguments of one type that may be given any number of times
-  // between min and max (max 0: unlimited).
+  // Allows between minimum and maximum command arguments in all (maximum 0:
+  // unlimited). The first ones are checked against the addArg types; those
+  // past them take the type of the last addArg (kString when none was added),
+  // so "move 1 2 3 a b" is addArg(kDouble) x3, addArg(kSelectionItem),
+  // setMinMaxArgs(3, 0). Fails when minimum > maximum > 0.
   HStatus setMinMaxArgs(unsigned minimum, unsigned maximum);
 
   const std::vector<Flag>& flags() const { return fFlags; }

@@ -10,7 +10,10 @@
 class HArgList {
  public:
   HArgList() = default;
-  unsigned length(HStatus* status = nullptr) const { (void)status; return unsigned(fArgs.size()); }
+  unsigned length(HStatus* status = nullptr) const {
+    (void)status;
+    return unsigned(fArgs.size());
+  }
   HString asString(unsigned index, HStatus* status = nullptr) const;
   double asDouble(unsigned index, HStatus* status = nullptr) const;
   int asInt(unsigned index, HStatus* status = nullptr) const;

@@ -46,6 +46,6 @@ class HArgParser {
   const HSyntax::Flag* findFlag(const char* flag) const;
   std::map<HString, std::vector<HArgList>> fFlagUses;  // keyed by short name
   std::vector<HString> fCommandArgs;
-  const HSyntax* fSyntax = nullptr;
+  HSyntax fSyntax;  // a copy: HPxCommand::syntax() hands out temporaries
   HString fError;
 };

@@ -1,0 +1,126 @@
+// hostsh: the host application. Runs scripts and command strings in the
+// host's command language, or prompts on a terminal.
+
+#include <unistd.h>
+
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "CommandEngine.h"
+#include "CommandRegistry.h"
+#include "HIkSystem.h"
+
+namespace {
+
+constexpr int kExitSuccess = 0;
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+void printUsage(std::ostream& out) {
+  out << "Usage: hostsh [SCRIPT | -c COMMANDS]...\n"
+         "       hostsh            (on a terminal: prompt for commands)\n"
+         "       hostsh -          (run the commands read from standard input)\n"
+         "\n"
+         "Runs scripts and command strings in order and stops at the first command\n"
+         "that fails. Each command's result is printed on its own line.\n"
+         "\n"
+         "Options:\n"
+         "  -c COMMANDS  run a command string\n"
+         "  -h, --help   show this help and the host's commands\n"
+         "\n"
+         "Exit status: 0 when every command succeeded, 1 when one failed, 2 for bad usage.\n"
+         "Plug-ins named without a path are searched as NAME.so in HOST_PLUGIN_PATH\n"
+         "(folders separated by ':'), then in the build's plug-in folder.\n"
+         "\n"
+         "Commands:\n";
+  for (const HString& name : hostdetail::commandNames()) {
+    if (const hostdetail::CommandInfo* info = hostdetail::findCommand(name))
+      out << "  " << hostdetail::commandUsage(*info).asStdString() << '\n';
+  }
+}
+
+hostdetail::RunOptions scriptOptions() {
+  hostdetail::RunOptions options;
+  options.printResults = true;
+  return options;
+}
+
+int runInteractive() {
+  std::string line;
+  int lineNumber = 0;
+  while (true) {
+    std::cout << "hostsh> " << std::flush;
+    if (!std::getline(std::cin, line))
+      break;
+    ++lineNumber;
+    hostdetail::RunOptions options = scriptOptions();
+    options.firstLine = lineNumber;
+    // Errors are shown and the session goes on.
+    hostdetail::runCommands(line, options);
+  }
+  std::cout << '\n';
+  return kExitSuccess;
+}
+
+int runStandardInput() {
+  const std::string text((std::istreambuf_iterator<char>(std::cin)),
+                         std::istreambuf_iterator<char>());
+  hostdetail::RunOptions options = scriptOptions();
+  options.source = "<stdin>";
+  return hostdetail::runCommands(text, options) ? kExitSuccess : kExitFailure;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Keeps the animation library, which installs IK evaluation, linked in.
+  HIkSystem::setSolvingSuspended(false);
+
+  struct Step {
+    bool isCommandString;
+    std::string text;
+  };
+  std::vector<Step> steps;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "-h" || arg == "--help") {
+      printUsage(std::cout);
+      return kExitSuccess;
+    }
+    if (arg == "-c") {
+      if (i + 1 >= argc) {
+        std::cerr << "hostsh: -c needs a command string\n";
+        printUsage(std::cerr);
+        return kExitUsage;
+      }
+      steps.push_back(Step{true, argv[++i]});
+    } else if (arg == "-") {
+      steps.push_back(Step{false, arg});
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      std::cerr << "hostsh: unknown option " << arg << "\n";
+      printUsage(std::cerr);
+      return kExitUsage;
+    } else {
+      steps.push_back(Step{false, arg});
+    }
+  }
+
+  if (steps.empty())
+    return isatty(0) ? runInteractive() : runStandardInput();
+
+  for (const Step& step : steps) {
+    HStatus status;
+    if (step.isCommandString)
+      status = hostdetail::runCommands(step.text, scriptOptions());
+    else if (step.text == "-")
+      status = runStandardInput() == kExitSuccess ? HStatus(HStatus::kSuccess)
+                                                  : HStatus(HStatus::kFailure);
+    else
+      status = hostdetail::runScriptFile(step.text, scriptOptions());
+    if (!status)
+      return kExitFailure;
+  }
+  return kExitSuccess;
+}

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <HDGModifier.h>
 #include <HFnAttribute.h>
 #include <HFnCompoundAttribute.h>
 #include <HFnEnumAttribute.h>
@@ -61,16 +62,20 @@ TEST_F(SolveTest, NodeWithoutHandleGroupReportsMissingHandle) {
       << errors.text();
 }
 
-TEST_F(SolveTest, GroupHoldingAJointReportsTheChain) {
+TEST_F(SolveTest, GroupWhoseHandleWasDeletedReportsMissingHandle) {
   const SolverChain chain = buildSolverChain(planarSpecs(2));
   HIkHandleGroup group;
-  group.addHandle(chain.joints[0].node());
+  group.addHandle(chain.handle.node());
+  HFnDependencyNode(chain.handle.node()).findPlug("solverEnable").setValue(false);
   veltra solver;
   solver.setHandleGroup(&group);
+  HDagModifier remove;
+  remove.deleteNode(chain.handle.node());
+  remove.doIt();
   const std::vector<HVector> before = rotationsOf(chain.joints);
   ErrorCapture errors;
   EXPECT_NE(solver.doSolve(), HStatus::kSuccess);
-  EXPECT_TRUE(errors.contains("veltra::doSolve() - Could not retrieve the joint chain."))
+  EXPECT_TRUE(errors.contains("veltra::doSolve() - Could not retrieve IK handle."))
       << errors.text();
   EXPECT_EQ(rotationsOf(chain.joints), before);
 }
@@ -292,6 +297,46 @@ TEST_F(SolveTest, HandleAtTheRestEndKeepsTheRestPose) {
   const std::vector<HVector> solved = rotationsOf(chain.joints);
   for (size_t i = 0; i < rest.size(); ++i) {
     EXPECT_TRUE(solved[i].isEquivalent(rest[i], 1e-6)) << "joint " << i;
+  }
+}
+
+TEST_F(SolveTest, ChainBendsTowardsThePoleVectorAndTwistsAboutTheGoalAxis) {
+  const SolverChain chain = buildSolverChain(planarSpecs(2, 1.0, 0.6));
+  const HVector goal(1.2, 0.3, 0.4);
+  moveHandleTo(chain.handle, goal);
+  HFnDependencyNode fnHandle(chain.handle.node());
+  const HDagPathArray joints = solverChainOf(chain.handle);
+  // The first solve records the handle's own pole vector, which the host set to
+  // the chain's bend direction, as the rest pole vector.
+  ASSERT_EQ(HIkSystem::evaluate(), HStatus::kSuccess);
+  // The bend direction: the middle joint's offset from the root-to-goal axis.
+  const auto bendDirection = [&]() {
+    const HVector root = worldPosition(joints[0]);
+    const HVector axis = (goal - root).normal();
+    HVector offset = worldPosition(joints[1]) - root;
+    offset = offset - axis * (offset * axis);
+    return offset.normal();
+  };
+  for (const HVector& pole :
+       {HVector(0.0, 0.0, 1.0), HVector(0.0, -1.0, 0.2), HVector(-0.3, 0.5, -1.0)}) {
+    fnHandle.findPlug("pvx").setValue(pole.x);
+    fnHandle.findPlug("pvy").setValue(pole.y);
+    fnHandle.findPlug("pvz").setValue(pole.z);
+    fnHandle.findPlug("twist").setValue(0.0);
+    ASSERT_EQ(HIkSystem::evaluate(), HStatus::kSuccess);
+    const HVector axis = (goal - worldPosition(joints[0])).normal();
+    const HVector expected = (pole - axis * (pole * axis)).normal();
+    const HVector bend = bendDirection();
+    EXPECT_TRUE(bend.isEquivalent(expected, 1e-6)) << "pole " << pole << ": bend " << bend;
+    EXPECT_LT((worldPosition(joints[2]) - goal).length(), 1e-4);
+
+    // A quarter twist turns the bend direction by a quarter turn about the axis.
+    fnHandle.findPlug("twist").setValue(3.141592653589793 / 2.0);
+    ASSERT_EQ(HIkSystem::evaluate(), HStatus::kSuccess);
+    const HVector twisted = bendDirection();
+    EXPECT_NEAR(twisted * bend, 0.0, 1e-6) << "pole " << pole;
+    EXPECT_NEAR(std::fabs((bend ^ twisted) * axis), 1.0, 1e-6) << "pole " << pole;
+    EXPECT_LT((worldPosition(joints[2]) - goal).length(), 1e-4);
   }
 }
 

@@ -1,0 +1,229 @@
+#pragma once
+// Builds joint chains in the host's scene for solver tests, and recomposes
+// world positions from the nodes' attribute values with plain matrix algebra
+// of its own, so that a test's expectations never come from the host's
+// cached matrices or its transformation classes.
+
+#include <HDagPath.h>
+#include <HDagPathArray.h>
+#include <HEulerRotation.h>
+#include <HFnDagNode.h>
+#include <HFnDependencyNode.h>
+#include <HFnIkHandle.h>
+#include <HFnIkJoint.h>
+#include <HFnTransform.h>
+#include <HObject.h>
+#include <HPlug.h>
+#include <HQuaternion.h>
+#include <HSpace.h>
+#include <HTransformationMatrix.h>
+#include <HVector.h>
+
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+namespace chainfixture {
+
+// One joint; angles in radians. The joint orient and rotate orientation are
+// XYZ Euler angles, the rotation is in rotateOrder.
+struct JointDesc {
+  HVector translate;
+  HVector rotate;
+  HVector jointOrient;
+  HVector rotateAxis;
+  HEulerRotation::RotationOrder rotateOrder = HEulerRotation::kXYZ;
+};
+
+// A plain transform above the chain's root: translation, XYZ rotation
+// (radians) and scale.
+struct ParentDesc {
+  HVector translate;
+  HVector rotate;
+  HVector scale = HVector(1.0, 1.0, 1.0);
+};
+
+enum class Goal { kIkHandle, kTransform };
+
+struct Chain {
+  HObject parent;                // null without a parent transform
+  std::vector<HDagPath> joints;  // every joint created, root first
+  // The solver's view: root first, the end last. With an IK handle the end is
+  // the handle's effector (a sibling of the last joint at its position);
+  // with a plain transform goal it is the last joint itself.
+  HDagPathArray entries;
+  HDagPath goal;  // the IK handle or the goal transform
+};
+
+inline HDagPath pathTo(const HObject& node) {
+  HDagPath path;
+  HDagPath::getAPathTo(node, path);
+  return path;
+}
+
+// Creates the joints one below the other (the first under the parent
+// transform when one is given, else under the world), then the goal at the
+// last joint's world position. An IK handle gets no solver.
+inline Chain buildChain(const std::vector<JointDesc>& descs, Goal goal = Goal::kTransform,
+                        const ParentDesc* parent = nullptr) {
+  Chain chain;
+  HObject above;
+  if (parent) {
+    HFnTransform fnParent;
+    chain.parent = fnParent.create();
+    fnParent.setTranslation(parent->translate, HSpace::kTransform);
+    fnParent.setRotation(HEulerRotation(parent->rotate));
+    const double scale[3] = {parent->scale.x, parent->scale.y, parent->scale.z};
+    fnParent.setScale(scale);
+    above = chain.parent;
+  }
+  for (const JointDesc& desc : descs) {
+    HFnIkJoint fnJoint;
+    const HObject joint = fnJoint.create(above);
+    fnJoint.setTranslation(desc.translate, HSpace::kTransform);
+    fnJoint.setOrientation(HEulerRotation(desc.jointOrient));
+    fnJoint.setRotateOrientation(HEulerRotation(desc.rotateAxis).asQuaternion(),
+                                 HSpace::kTransform);
+    fnJoint.setRotationOrder(HTransformationMatrix::fromEulerOrder(desc.rotateOrder), false);
+    fnJoint.setRotation(HEulerRotation(desc.rotate, desc.rotateOrder));
+    chain.joints.push_back(pathTo(joint));
+    above = joint;
+  }
+  for (size_t i = 0; i + 1 < chain.joints.size(); ++i) {
+    chain.entries.append(chain.joints[i]);
+  }
+  if (goal == Goal::kIkHandle) {
+    HFnIkHandle fnHandle;
+    chain.goal = pathTo(fnHandle.create(chain.joints.front(), chain.joints.back()));
+    HDagPath effector;
+    fnHandle.getEffector(effector);
+    chain.entries.append(effector);
+  } else {
+    chain.entries.append(chain.joints.back());
+    HFnTransform fnGoal;
+    chain.goal = pathTo(fnGoal.create());
+    const HVector end(HPoint::origin * chain.joints.back().inclusiveMatrix());
+    fnGoal.setTranslation(end, HSpace::kTransform);
+  }
+  return chain;
+}
+
+// Moves a goal that sits under the world.
+inline void placeGoal(const Chain& chain, const HVector& world) {
+  HFnTransform(chain.goal).setTranslation(world, HSpace::kTransform);
+}
+
+// ---- Independent forward kinematics --------------------------------------
+
+using Mat4 = std::array<std::array<double, 4>, 4>;
+
+struct Vec3 {
+  double x = 0.0, y = 0.0, z = 0.0;
+  Vec3 operator-(const Vec3& o) const { return {x - o.x, y - o.y, z - o.z}; }
+  Vec3 operator+(const Vec3& o) const { return {x + o.x, y + o.y, z + o.z}; }
+  Vec3 operator*(double k) const { return {x * k, y * k, z * k}; }
+  double dot(const Vec3& o) const { return x * o.x + y * o.y + z * o.z; }
+  Vec3 cross(const Vec3& o) const {
+    return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
+  }
+  double length() const { return std::sqrt(dot(*this)); }
+};
+
+inline Mat4 identity4() {
+  Mat4 m{};
+  for (int i = 0; i < 4; ++i)
+    m[i][i] = 1.0;
+  return m;
+}
+
+// Row vectors: a * b applies a first.
+inline Mat4 operator*(const Mat4& a, const Mat4& b) {
+  Mat4 p{};
+  for (int r = 0; r < 4; ++r)
+    for (int c = 0; c < 4; ++c)
+      for (int k = 0; k < 4; ++k)
+        p[r][c] += a[r][k] * b[k][c];
+  return p;
+}
+
+// Right-handed rotation about one axis (0 x, 1 y, 2 z), for row vectors.
+inline Mat4 axisRotation(int axis, double angle) {
+  Mat4 m = identity4();
+  const double c = std::cos(angle), s = std::sin(angle);
+  const int a = (axis + 1) % 3, b = (axis + 2) % 3;
+  m[a][a] = c;
+  m[a][b] = s;
+  m[b][a] = -s;
+  m[b][b] = c;
+  return m;
+}
+
+// Orders as named by the rotateOrder enum: "xyz" rotates about x first.
+inline Mat4 eulerMatrix(double x, double y, double z, int order) {
+  static const char* kOrders[] = {"xyz", "yzx", "zxy", "xzy", "yxz", "zyx"};
+  const double angles[3] = {x, y, z};
+  Mat4 m = identity4();
+  for (const char* c = kOrders[(order >= 0 && order < 6) ? order : 0]; *c; ++c) {
+    const int axis = *c - 'x';
+    m = m * axisRotation(axis, angles[axis]);
+  }
+  return m;
+}
+
+inline Vec3 readVec3(const HFnDependencyNode& fn, const std::string& name) {
+  return {fn.findPlug((name + "X").c_str()).asDouble(),
+          fn.findPlug((name + "Y").c_str()).asDouble(),
+          fn.findPlug((name + "Z").c_str()).asDouble()};
+}
+
+// S * Sh * RA * R * JO * T from the node's attribute values.
+inline Mat4 localMatrix(const HObject& node) {
+  HFnDependencyNode fn(node);
+  Mat4 scale = identity4();
+  const Vec3 s = readVec3(fn, "scale");
+  scale[0][0] = s.x;
+  scale[1][1] = s.y;
+  scale[2][2] = s.z;
+  Mat4 shear = identity4();
+  shear[1][0] = fn.findPlug("shearXY").asDouble();
+  shear[2][0] = fn.findPlug("shearXZ").asDouble();
+  shear[2][1] = fn.findPlug("shearYZ").asDouble();
+  const Vec3 ra = readVec3(fn, "rotateAxis");
+  const Vec3 r = readVec3(fn, "rotate");
+  Mat4 jointOrient = identity4();
+  if (fn.hasAttribute("jointOrient")) {
+    const Vec3 jo = readVec3(fn, "jointOrient");
+    jointOrient = eulerMatrix(jo.x, jo.y, jo.z, 0);
+  }
+  Mat4 translate = identity4();
+  const Vec3 t = readVec3(fn, "translate");
+  translate[3][0] = t.x;
+  translate[3][1] = t.y;
+  translate[3][2] = t.z;
+  return scale * shear * eulerMatrix(ra.x, ra.y, ra.z, 0) *
+         eulerMatrix(r.x, r.y, r.z, fn.findPlug("rotateOrder").asInt()) * jointOrient * translate;
+}
+
+// The node's local matrices multiplied up to the world.
+inline Mat4 worldMatrix(const HObject& node) {
+  Mat4 m = identity4();
+  for (HObject n = node; !n.isNull(); n = HFnDagNode(n).parent()) {
+    m = m * localMatrix(n);
+  }
+  return m;
+}
+
+inline Vec3 worldPosition(const HDagPath& path) {
+  const Mat4 m = worldMatrix(path.node());
+  return {m[3][0], m[3][1], m[3][2]};
+}
+
+inline std::vector<Vec3> worldPositions(const HDagPathArray& entries) {
+  std::vector<Vec3> out;
+  for (unsigned i = 0; i < entries.length(); ++i)
+    out.push_back(worldPosition(entries[i]));
+  return out;
+}
+
+}  // namespace chainfixture

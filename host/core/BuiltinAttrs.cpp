@@ -334,6 +334,16 @@ class AddAttrCommand : public Command {
   HStatus redoIt() override {
     if (fDone == Done::kAdded)
       return fMod->doIt();
+    if (fDone == Done::kCompleted) {
+      // The very definition goes back, so that plugs recorded by later
+      // commands find it; the copy that waited in its place is dropped.
+      auto& list = pendingCompounds();
+      for (size_t i = list.size(); i-- > 0;) {
+        if (list[i].node == fNode && list[i].top->longName == fCompleted.top->longName)
+          list.erase(list.begin() + long(i));
+      }
+      return fMod->doIt();
+    }
     std::string error;
     HStatus status = apply(error);
     if (status.statusCode() != HStatus::kSuccess)

@@ -488,8 +488,10 @@ HStatus recordThree(HDGModifier& mod, const HObject& node, const char* attribute
     return status;
   for (unsigned i = 0; i < 3; ++i) {
     HPlug child = parent.child(i);
+    // Compared with what the plug reads, so that a component fed by a
+    // connection and left as it is does not count as a change.
     double current = 0.0;
-    rawNumber(child, current);
+    child.getValue(current);
     if (sameBits(current, values[i]))
       continue;
     if (!std::isfinite(values[i]))

@@ -21,13 +21,28 @@ struct ScriptRun {
   std::string err;
 };
 
-std::string env(const char* name, const char* fallback) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : fallback;
+// The build folder: VELTRA_BINARY_DIR when set, else the folder above the test
+// program's own bin/ folder, so the test also runs outside ctest.
+std::string binaryDir() {
+  const char* dir = std::getenv("VELTRA_BINARY_DIR");
+  if (dir != nullptr && *dir != '\0') {
+    return dir;
+  }
+  char exe[4096] = {0};
+  const ssize_t got = readlink("/proc/self/exe", exe, sizeof exe - 1);
+  std::string path = got > 0 ? std::string(exe, size_t(got)) : std::string("./bin/test");
+  for (int up = 0; up < 2; ++up) {
+    const size_t slash = path.rfind('/');
+    path = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+  }
+  return path;
 }
 
+// The scripts sit beside this source file.
 std::string script(const char* name) {
-  return env("VELTRA_SOURCE_DIR", ".") + "/tests/plugin/scripts/" + name;
+  std::string dir = __FILE__;
+  dir = dir.substr(0, dir.rfind('/'));
+  return dir + "/scripts/" + name;
 }
 
 std::string readFile(const std::string& path) {
@@ -39,7 +54,7 @@ std::string readFile(const std::string& path) {
 
 // Runs hostsh on the scripts inside `workDir`, so relative scene paths land there.
 ScriptRun hostsh(const std::vector<std::string>& scripts, const std::string& workDir) {
-  const std::string binary = env("VELTRA_BINARY_DIR", ".");
+  const std::string binary = binaryDir();
   const std::string errPath = workDir + "/stderr.txt";
   std::string command =
       "cd '" + workDir + "' && HOST_PLUGIN_PATH='" + binary + "/lib' '" + binary + "/bin/hostsh'";

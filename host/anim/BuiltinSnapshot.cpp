@@ -1,0 +1,105 @@
+// The built-in command snapshot: a picture of the scene as an SVG file.
+//
+//   snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT]
+//   snapshot -record
+//   snapshot -clear
+//
+// -record appends the current world positions of the joints, effectors and
+// IK handles to the session's ghost list; -ghost draws every recorded pose
+// faint behind the current scene, older poses fainter. So a sequence of handle
+// moves, each followed by `snapshot -record`, ends in one picture with
+// `snapshot -o moves.svg -ghost`. -clear empties the list. The flags combine
+// and act in the order clear, draw, record, so `snapshot -o f.svg -ghost
+// -record` draws the earlier poses and then adds the current one.
+//
+// The result is the file written (nothing without -o). Not undoable: it
+// changes no scene state, and the ghost list is a drawing aid, not part of
+// the scene.
+
+#include <cmath>
+#include <fstream>
+#include <string>
+
+#include "BuiltinSupport.h"
+#include "CommandRegistry.h"
+#include "Snapshot.h"
+
+namespace hostdetail {
+namespace builtin {
+namespace {
+
+class SnapshotCommand : public Command {
+ public:
+  static HSyntax newSyntax() {
+    HSyntax syntax;
+    syntax.addFlag("-o", "-output", HSyntax::kString);
+    syntax.addFlag("-v", "-view", HSyntax::kString);
+    syntax.addFlag("-g", "-ghost");
+    syntax.addFlag("-w", "-width", HSyntax::kString);
+    syntax.addFlag("-t", "-title", HSyntax::kString);
+    syntax.addFlag("-r", "-record");
+    syntax.addFlag("-c", "-clear");
+    syntax.setMinMaxArgs(0, 0);
+    return syntax;
+  }
+
+  HStatus doIt(const HArgList& args) override {
+    if (!parse(args))
+      return HStatus::kFailure;
+    if (argCount() > 0)
+      return failure("Unexpected argument '" + arg(0) + "'");
+    const bool draw = flag("-o");
+    if (!draw && !flag("-r") && !flag("-c"))
+      return failure("Nothing to do: give -o FILE.svg, -record or -clear");
+    for (const char* drawingFlag : {"-v", "-g", "-w", "-t"}) {
+      if (flag(drawingFlag) && !draw)
+        return failure(std::string(drawingFlag) + " needs -o FILE.svg");
+    }
+
+    snapshot::Options options;
+    std::string path;
+    if (draw) {
+      path = flagWord("-o");
+      if (path.empty())
+        return failure("-o needs a file name");
+      if (flag("-v") && !snapshot::parseView(flagWord("-v"), options.view))
+        return failure("Unknown view '" + flagWord("-v") + "' (front, side or top)");
+      if (flag("-w")) {
+        const std::string word = flagWord("-w");
+        double width = 0.0;
+        if (!parseDouble(word, width) || width < snapshot::kMinWidth || width > snapshot::kMaxWidth)
+          return failure("Width '" + word + "' is not a number of pixels from " +
+                         formatDouble(snapshot::kMinWidth) + " to " +
+                         formatDouble(snapshot::kMaxWidth));
+        options.width = width;
+      }
+      options.ghost = flag("-g");
+      options.title = flagWord("-t");
+    }
+
+    if (flag("-c"))
+      snapshot::clearPoses();
+    if (draw) {
+      const std::string svg = snapshot::renderSvg(options);
+      std::ofstream file(path, std::ios::binary | std::ios::trunc);
+      if (file)
+        file.write(svg.data(), std::streamsize(svg.size()));
+      file.close();
+      if (!file)
+        return failure("Could not write '" + path + "'");
+      setResult(HString(path));
+    }
+    if (flag("-r"))
+      snapshot::recordPose();
+    return HStatus::kSuccess;
+  }
+};
+
+const BuiltinCommand kSnapshot(
+    "snapshot", newCommand<SnapshotCommand>, SnapshotCommand::newSyntax,
+    "snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT] [-record] "
+    "[-clear]  (-record keeps the current pose for -ghost pictures; -clear forgets them)");
+
+}  // namespace
+}  // namespace builtin
+}  // namespace hostdetail

@@ -118,9 +118,10 @@ class SetAttrCommand : public Command {
 // ---------------------------------------------------------------------------
 // getAttr [-l] [-size] [-as] PLUG
 //
-// Every value is one result, so a compound prints one value per line, in the
-// order of its children; an array plug prints the values of all its
-// elements in index order.
+// Every value is one result: a compound gives the values of its leaves in
+// the order of its children (hostsh prints a result of numbers on one line,
+// space-separated), an array plug the values of all its elements in index
+// order. Angles are in degrees, enums numbers (names with -asString).
 
 class GetAttrCommand : public Command {
  public:

@@ -21,18 +21,13 @@ using namespace chainfixture;
 
 class KernelProbe : public veltraKernel {
  public:
-  using veltraKernel::fBendAngles;
-  using veltraKernel::fBendAxes;
   using veltraKernel::fChainSpan;
-  using veltraKernel::fHandleDistance;
   using veltraKernel::fLowerLimits;
-  using veltraKernel::fMaxReach;
   using veltraKernel::fPlaneNormal;
   using veltraKernel::fPoleAngleOffset;
   using veltraKernel::fUpperLimits;
   using veltraKernel::ikApplyPose;
   using veltraKernel::ikJointMaxDistance;
-  using veltraKernel::ikJointPlaneNormal;
   using veltraKernel::ikJointPositions;
   using veltraKernel::ikPoleVectorAngleOffset;
   using veltraKernel::ikSimulateRotations;

@@ -582,6 +582,7 @@ const char* kStyle =
     ".ghost-bone{stroke:#7f8c8d;stroke-width:2;stroke-linecap:round}\n"
     ".ghost-joint{fill:#ecf0f1;stroke:#7f8c8d;stroke-width:1}\n"
     ".ghost-marker{fill:#7f8c8d}\n"
+    ".ghost-label{font-size:10px;font-weight:bold;fill:#7f8c8d}\n"
     ".pole-x{stroke:#27ae60;stroke-width:2}\n"
     ".ramp-box{fill:#fafafa;stroke:#999;stroke-width:1}\n"
     ".ramp-grid{stroke:#e3e3e3;stroke-width:1}\n"
@@ -608,7 +609,8 @@ void drawGhosts(SvgWriter& svg, const Layout& layout, const std::vector<const Gh
   for (size_t i = 0; i < count; ++i) {
     const GhostPose& pose = *ghosts[i];
     // Older poses fade more, so the sequence reads in time order.
-    const double opacity = 0.15 + 0.35 * double(i + 1) / double(count);
+    const double opacity = 0.25 + 0.35 * double(i + 1) / double(count);
+    std::vector<std::pair<double, double>> numbers;  // pixel positions of the handles
     svg.raw("<g class=\"ghost\" data-pose=\"" + std::to_string(i) + "\" opacity=\"" + num(opacity) +
             "\">\n");
     for (const GhostJoint& joint : pose.joints) {
@@ -624,11 +626,18 @@ void drawGhosts(SvgWriter& svg, const Layout& layout, const std::vector<const Gh
                    nodeName(joint.node));
     }
     for (const auto& marker : pose.markers) {
-      if (!marker.first.isNull())
-        svg.circle("ghost-marker", layout.x(marker.second), layout.y(marker.second), 2.0,
-                   nodeName(marker.first));
+      if (marker.first.isNull())
+        continue;
+      const double x = layout.x(marker.second), y = layout.y(marker.second);
+      svg.circle("ghost-marker", x, y, 2.0, nodeName(marker.first));
+      if (marker.first.hasFn(HFn::kIkHandle))
+        numbers.push_back({x, y});
     }
     svg.raw("</g>\n");
+    // Numbered where the handle was, outside the faded group so that the
+    // order of the moves reads off the picture.
+    for (const auto& at : numbers)
+      svg.text("ghost-label", at.first + 5.0, at.second - 5.0, std::to_string(i + 1));
   }
 }
 

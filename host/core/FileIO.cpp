@@ -141,11 +141,3 @@ HString HFileIO::sceneAsText(HStatus* status) {
     *status = written;
   return written ? HString(text.str()) : HString();
 }
-
-namespace hostdetail {
-// Stands in until a scene writer is linked into the library; the real one
-// overrides it at link time.
-__attribute__((weak)) HStatus writeScene(std::ostream&) {
-  return HStatus(HStatus::kNotImplemented, "This host has no scene writer");
-}
-}  // namespace hostdetail

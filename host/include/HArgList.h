@@ -24,7 +24,7 @@ class HArgList {
   HArgList& addArg(const HString& arg, bool quoted);
   bool isQuoted(unsigned index) const { return index < fQuoted.size() && fQuoted[index]; }
 
-  static const unsigned kInvalidArgIndex = 0xffffffffu;
+  static constexpr unsigned kInvalidArgIndex = 0xffffffffu;
 
  private:
   std::vector<HString> fArgs;

@@ -160,5 +160,23 @@ TEST_F(BuiltinsTest, ParentKeepsTheWorldPlacementUnlessRelative) {
   EXPECT_FALSE(path.inclusiveMatrix().isEquivalent(before, 1e-6));
 }
 
+TEST_F(BuiltinsTest, ZeroScaleParentsGiveFiniteValues) {
+  run("createNode transform -n flat; setAttr flat.scale 0 1 0; setAttr flat.rotate 0 0 30");
+  run("createNode transform -n box; setAttr box.translate 1 2 3; setAttr box.rotate 10 20 30");
+  run("parent box flat");
+  run("move 4 5 6 box");
+  run("rotate -r 15 0 0 box");
+  run("createNode joint -n j0; setAttr j0.scale 0 0 0; select -r j0");
+  run("joint -p 1 1 1");
+  EXPECT_EQ(parentName("joint1"), "j0");
+  run("parent -w box");
+  for (const char* name : {"box", "joint1"}) {
+    for (const char* attribute : {"translateX", "translateY", "translateZ", "rotateX", "rotateY",
+                                  "rotateZ", "scaleX", "scaleY", "scaleZ", "shearXY"}) {
+      EXPECT_TRUE(std::isfinite(value(name, attribute))) << name << "." << attribute;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace builtinstest

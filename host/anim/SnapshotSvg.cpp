@@ -184,7 +184,7 @@ struct SceneMarks {
 constexpr int kRampSamples = 48;
 // The pole arrow's length against the chain's length: long enough to read
 // its direction, short enough not to dominate the drawing.
-constexpr double kPoleFraction = 0.35;
+constexpr double kPoleFraction = 0.25;
 
 // The summed bone lengths from the handle's start joint down to its end
 // effector; the straight distance to the handle when the chain cannot be
@@ -605,12 +605,16 @@ void drawAxes(SvgWriter& svg, const Layout& layout) {
 }
 
 void drawGhosts(SvgWriter& svg, const Layout& layout, const std::vector<const GhostPose*>& ghosts) {
+  struct Number {
+    double x, y;
+    std::string text;
+  };
+  std::vector<Number> numbers;  // where the handles were, with the poses' numbers
   const size_t count = ghosts.size();
   for (size_t i = 0; i < count; ++i) {
     const GhostPose& pose = *ghosts[i];
     // Older poses fade more, so the sequence reads in time order.
     const double opacity = 0.25 + 0.35 * double(i + 1) / double(count);
-    std::vector<std::pair<double, double>> numbers;  // pixel positions of the handles
     svg.raw("<g class=\"ghost\" data-pose=\"" + std::to_string(i) + "\" opacity=\"" + num(opacity) +
             "\">\n");
     for (const GhostJoint& joint : pose.joints) {
@@ -630,15 +634,27 @@ void drawGhosts(SvgWriter& svg, const Layout& layout, const std::vector<const Gh
         continue;
       const double x = layout.x(marker.second), y = layout.y(marker.second);
       svg.circle("ghost-marker", x, y, 2.0, nodeName(marker.first));
-      if (marker.first.hasFn(HFn::kIkHandle))
-        numbers.push_back({x, y});
+      if (!marker.first.hasFn(HFn::kIkHandle))
+        continue;
+      // Poses whose handle stayed put share one label: "1,2,3".
+      bool merged = false;
+      for (Number& n : numbers) {
+        if (std::hypot(n.x - x, n.y - y) < 6.0) {
+          n.text += "," + std::to_string(i + 1);
+          merged = true;
+          break;
+        }
+      }
+      if (!merged)
+        numbers.push_back({x, y, std::to_string(i + 1)});
     }
     svg.raw("</g>\n");
-    // Numbered where the handle was, outside the faded group so that the
-    // order of the moves reads off the picture.
-    for (const auto& at : numbers)
-      svg.text("ghost-label", at.first + 5.0, at.second - 5.0, std::to_string(i + 1));
   }
+  // The numbers go outside the faded groups so that the order of the moves
+  // reads off the picture, below and left of the spot where node labels
+  // (above and right) are not.
+  for (const Number& n : numbers)
+    svg.text("ghost-label", n.x - 5.0, n.y + 14.0, n.text, "end");
 }
 
 // The pole vector as an arrow out of the chain's root, drawn over the root

@@ -229,20 +229,4 @@ TEST_F(AngleBiasTest, CreateKeepsAnExistingRamp) {
   EXPECT_EQ(values[1], 0.1f);
 }
 
-TEST_F(AngleBiasTest, DefaultPositionsSpreadEvenly) {
-  for (unsigned entries : {4u, 6u, 9u}) {
-    HFileIO::newFile(true);
-    makeSolvedChain(entries);
-    HFloatArray positions, values;
-    HIntArray interps;
-    fSolver.ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps);
-    ASSERT_EQ(positions.length(), entries - 2);
-    EXPECT_EQ(positions[0], 0.0f);
-    EXPECT_FLOAT_EQ(positions[entries - 3], 1.0f);
-    for (unsigned i = 1; i < positions.length(); ++i) {
-      EXPECT_NEAR(positions[i] - positions[i - 1], 1.0 / (entries - 3), 1e-6);
-    }
-  }
-}
-
 }  // namespace

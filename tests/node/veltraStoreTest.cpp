@@ -1,10 +1,8 @@
 // The handle attribute store: vectors, scalar arrays and vector arrays on the
-// node behind a handle path, shape mismatches, and adding attributes directly
-// or through a modifier.
+// node behind a handle path, and shape mismatches.
 
 #include <gtest/gtest.h>
 
-#include <HDGModifier.h>
 #include <HFnAttribute.h>
 #include <HFnCompoundAttribute.h>
 #include <HFnNumericAttribute.h>
@@ -102,20 +100,6 @@ TEST_F(StoreTest, ShortArrayWriteLeavesLaterElements) {
   EXPECT_EQ(three.length(), 3u);
 }
 
-TEST_F(StoreTest, IntArraysRoundTrip) {
-  addNumeric("ints", "ints", HFnNumericData::kInt, true);
-  HIntArray written(4);
-  for (unsigned i = 0; i < 4; ++i) {
-    written[i] = int(i * i) - 3;
-  }
-  ASSERT_EQ(fStore.setArrayAttr(fChain.handle, "ints", written), HStatus::kSuccess);
-  HIntArray read(4);
-  ASSERT_EQ(fStore.getArrayAttr(fChain.handle, "ints", read), HStatus::kSuccess);
-  for (unsigned i = 0; i < 4; ++i) {
-    EXPECT_EQ(read[i], written[i]);
-  }
-}
-
 TEST_F(StoreTest, EmptyArrayMovesNothingAndSucceeds) {
   addNumeric("values", "vals", HFnNumericData::kDouble, true);
   HDoubleArray empty;
@@ -181,22 +165,6 @@ TEST_F(StoreTest, LaterGoodElementDecidesTheVectorArrayResult) {
   EXPECT_EQ(read[0], HVector(-1.0, -1.0, -1.0));
   EXPECT_EQ(read[1].z, 6.0);
   EXPECT_EQ(read[2], HVector(-1.0, -1.0, -1.0));
-}
-
-TEST_F(StoreTest, AddingThroughAModifierCanBeUndone) {
-  HFnNumericAttribute fn;
-  const HObject attribute = fn.create("viaModifier", "vmod", HFnNumericData::kInt, 1.0);
-  HDGModifier modifier;
-  ASSERT_EQ(fStore.addHandleAttribute(fChain.handle, attribute, &modifier), HStatus::kSuccess);
-  EXPECT_TRUE(fStore.attributeExists(fChain.handle, "viaModifier"));
-  modifier.undoIt();
-  EXPECT_FALSE(fStore.attributeExists(fChain.handle, "viaModifier"));
-
-  const HObject direct = fn.create("direct", "dir", HFnNumericData::kInt, 1.0);
-  ASSERT_EQ(fStore.addHandleAttribute(fChain.handle, direct, nullptr), HStatus::kSuccess);
-  EXPECT_TRUE(fStore.attributeExists(fChain.handle, "direct"));
-  // A null attribute object is refused.
-  EXPECT_NE(fStore.addHandleAttribute(fChain.handle, HObject(), nullptr), HStatus::kSuccess);
 }
 
 }  // namespace

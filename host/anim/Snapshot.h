@@ -58,7 +58,6 @@ std::string renderSvg(const Options& options);
 constexpr std::size_t kMaxPoses = 256;
 void recordPose();
 void clearPoses();
-std::size_t poseCount();
 
 }  // namespace snapshot
 }  // namespace hostdetail

@@ -879,9 +879,5 @@ void clearPoses() {
   ghostPoses().clear();
 }
 
-std::size_t poseCount() {
-  return ghostPoses().size();
-}
-
 }  // namespace snapshot
 }  // namespace hostdetail

@@ -14,15 +14,15 @@
 #include <HFnPlugin.h>
 #include <HFnTransform.h>
 #include <HIkSystem.h>
-#include <HMatrix.h>
 #include <HPluginManager.h>
-#include <HPoint.h>
 #include <HPxNode.h>
 #include <HQuaternion.h>
 #include <HSpace.h>
 #include <HStatus.h>
 #include <HVector.h>
 #include <veltra.h>
+
+#include "ChainFixture.h"
 
 #include <ostream>
 #include <sstream>
@@ -128,9 +128,11 @@ inline std::vector<JointSpec> planarSpecs(unsigned bones, double length = 1.0, d
   return specs;
 }
 
+// World position recomposed from the nodes' attribute values, independently of
+// the host's matrices.
 inline HVector worldPosition(const HDagPath& path) {
-  const HPoint p = HPoint::origin * path.inclusiveMatrix();
-  return HVector(p.x / p.w, p.y / p.w, p.z / p.w);
+  const chainfixture::Vec3 p = chainfixture::worldPosition(path);
+  return HVector(p.x, p.y, p.z);
 }
 
 inline HVector rotationOf(const HDagPath& path) {

@@ -20,8 +20,7 @@ using namespace hostshtest;
 namespace {
 
 std::string libFolder() {
-  const char* dir = std::getenv("VELTRA_BINARY_DIR");
-  return std::string(dir ? dir : ".") + "/lib";
+  return binaryDir() + "/lib";
 }
 
 std::string pluginPath(const char* name) {

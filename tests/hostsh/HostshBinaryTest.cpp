@@ -1,0 +1,176 @@
+// The hostsh program as a user runs it: scripts, command strings, standard
+// input and the prompt; its output, its error lines and its exit status.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "HostshTestUtil.h"
+
+using hostshtest::binaryDir;
+using hostshtest::scriptDir;
+
+namespace {
+
+std::string scriptPath(const char* name) {
+  return scriptDir() + "/" + name;
+}
+
+std::string shellQuoted(const std::string& text) {
+  std::string out = "'";
+  for (char c : text)
+    out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + "'";
+}
+
+struct ShellRun {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+class HostshBinaryTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/hostshBinaryXXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    fDir = pattern;
+  }
+  void TearDown() override { std::system(("rm -rf " + shellQuoted(fDir)).c_str()); }
+
+  // Runs hostsh with the arguments (already quoted as needed) inside the
+  // test's folder; input is fed to its standard input.
+  ShellRun hostsh(const std::string& arguments, const std::string& input = "") {
+    const std::string binary = binaryDir() + "/bin/hostsh";
+    const std::string inputPath = fDir + "/stdin.txt";
+    std::ofstream(inputPath) << input;
+    const std::string command = "cd " + shellQuoted(fDir) + " && " + shellQuoted(binary) + " " +
+                                arguments + " <" + shellQuoted(inputPath) + " 2>" +
+                                shellQuoted(fDir + "/stderr.txt");
+    return collect(command);
+  }
+
+  ShellRun collect(const std::string& command) {
+    ShellRun run;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+      return run;
+    char buffer[4096];
+    size_t got = 0;
+    while ((got = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+      run.out.append(buffer, got);
+    const int status = pclose(pipe);
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::ifstream err(fDir + "/stderr.txt");
+    std::stringstream text;
+    text << err.rdbuf();
+    run.err = text.str();
+    return run;
+  }
+
+  std::string fDir;
+};
+
+TEST_F(HostshBinaryTest, ScriptResultsOnePerLine) {
+  const ShellRun run = hostsh(shellQuoted(scriptPath("results.hsa")));
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.out, "box\n1 2.5 -3\ntwo words and more\nbox\n");
+}
+
+TEST_F(HostshBinaryTest, AFailedCommandStopsWithItsFileAndLine) {
+  const std::string script = scriptPath("fails_at_line_5.hsa");
+  const ShellRun run = hostsh(shellQuoted(script) + " " + shellQuoted(scriptPath("results.hsa")));
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.err.rfind("Error: " + script + ":5: setAttr: ", 0), 0u) << run.err;
+  EXPECT_NE(run.err.find("noSuchAttribute"), std::string::npos) << run.err;
+  // Nothing after it ran: not the rest of the script, nor the next script.
+  EXPECT_EQ(run.out, "first\n");
+}
+
+TEST_F(HostshBinaryTest, UnterminatedStringStopsAtItsLine) {
+  const std::string script = scriptPath("unterminated.hsa");
+  const ShellRun run = hostsh(shellQuoted(script));
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.err, "Error: " + script + ":2: Unterminated string\n");
+  EXPECT_EQ(run.out, "before\n");
+}
+
+TEST_F(HostshBinaryTest, ScriptsRunInOrderAndSourceOthers) {
+  std::ofstream(fDir + "/helper.hsa") << "print \"in helper\"\n";
+  const ShellRun run = hostsh(shellQuoted(scriptPath("sources_helper.hsa")) + " " +
+                              shellQuoted(scriptPath("undo_redo.hsa")));
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, "in helper\nafter source\na\nb\na\na\nb\nend\n");
+  // Undoing past the start of history warns and goes on.
+  EXPECT_EQ(run.err, "Warning: " + scriptPath("undo_redo.hsa") +
+                         ":9: undo: There are no more commands to undo.\n");
+}
+
+TEST_F(HostshBinaryTest, CommandStringsAndStandardInput) {
+  ShellRun run = hostsh("-c 'print one; print two' -c \"print 'three'\"");
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, "one\ntwo\n'three'\n");
+
+  run = hostsh("-c 'print a; bogusCommand; print b'");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.err, "Error: Unknown command: bogusCommand\n");
+  EXPECT_EQ(run.out, "a\n");
+
+  run = hostsh("", "print piped\ncreateNode transform\n");
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, "piped\ntransform1\n");
+  run = hostsh("-", "print x\nnope\n");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.err, "Error: <stdin>:2: Unknown command: nope\n");
+}
+
+TEST_F(HostshBinaryTest, BadUsageExitsWithTwo) {
+  for (const char* arguments : {"--bogus", "-c", "-x script.hsa"}) {
+    const ShellRun run = hostsh(arguments);
+    EXPECT_EQ(run.exitCode, 2) << arguments;
+    EXPECT_NE(run.err.find("Usage: hostsh"), std::string::npos) << arguments;
+    EXPECT_EQ(run.out, "") << arguments;
+  }
+  const ShellRun missing = hostsh("no_such_script.hsa");
+  EXPECT_EQ(missing.exitCode, 1);
+  EXPECT_EQ(missing.err, "Error: Cannot read file: no_such_script.hsa\n");
+}
+
+TEST_F(HostshBinaryTest, HelpListsOptionsAndCommands) {
+  const ShellRun run = hostsh("--help");
+  EXPECT_EQ(run.exitCode, 0);
+  for (const char* piece : {"-c COMMANDS", "Exit status", "HOST_PLUGIN_PATH",
+                            "  file -new [-force] | -open PATH | -save [PATH] | -sceneName\n",
+                            "  loadPlugin PATH|NAME\n", "  undo\n", "  createNode", "  ikHandle"}) {
+    EXPECT_NE(run.out.find(piece), std::string::npos) << piece;
+  }
+  const ShellRun help = hostsh("-c 'help source; help nope'");
+  EXPECT_EQ(help.exitCode, 1);
+  EXPECT_EQ(help.out, "source PATH\n");
+  EXPECT_EQ(help.err, "Error: help: Unknown command: nope\n");
+}
+
+TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
+  if (std::system("command -v script >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "the script program (util-linux) is needed to give hostsh a terminal";
+  const std::string binary = binaryDir() + "/bin/hostsh";
+  std::ofstream(fDir + "/typed.txt") << "print hi\nnosuch\nprint \"after\"\n";
+  const ShellRun run =
+      collect("cd " + shellQuoted(fDir) + " && script -q -c " + shellQuoted(binary) +
+              " /dev/null <typed.txt 2>" + shellQuoted(fDir + "/stderr.txt"));
+  EXPECT_EQ(run.exitCode, 0);
+  // The terminal merges both streams; the session went on past the error.
+  EXPECT_NE(run.out.find("hostsh> "), std::string::npos) << run.out;
+  const size_t error = run.out.find("Error: Unknown command: nosuch");
+  ASSERT_NE(error, std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("hostsh> after", error), std::string::npos) << run.out;
+}
+
+}  // namespace

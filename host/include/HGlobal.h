@@ -9,7 +9,8 @@ class HGlobal {
  public:
   enum ListAdjustment { kReplaceList = 0, kXORWithList = 1, kAddToList = 2, kRemoveFromList = 3 };
 
-  static HStatus getActiveSelectionList(HSelectionList& list, bool orderedSelectionIfAvailable = false);
+  static HStatus getActiveSelectionList(HSelectionList& list,
+                                        bool orderedSelectionIfAvailable = false);
   static HStatus setActiveSelectionList(const HSelectionList& list,
                                         ListAdjustment adjustment = kReplaceList);
   static HStatus getSelectionListByName(const HString& name, HSelectionList& list);

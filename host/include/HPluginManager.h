@@ -22,8 +22,7 @@ class HPluginManager {
   // Registers entry points linked into the program itself as a plug-in (for
   // tests and embedding); behaves like load without the library.
   static HStatus loadStatic(const HString& name, HEntryFunction initializePlugin,
-                            HEntryFunction uninitializePlugin,
-                            const char* apiVersion = "201600");
+                            HEntryFunction uninitializePlugin, const char* apiVersion = "201600");
   static bool isLoaded(const HString& name);
   static HStringArray loadedPlugins();
 };

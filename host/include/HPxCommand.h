@@ -45,7 +45,10 @@ class HPxCommand {
   const HStringArray& currentResult() const { return fResult; }
 
   // Host internals: set before doIt.
-  void hostSetup(const HString& name, const HSyntax& syntax) { fName = name; fSyntax = syntax; }
+  void hostSetup(const HString& name, const HSyntax& syntax) {
+    fName = name;
+    fSyntax = syntax;
+  }
 
  private:
   HString fName;

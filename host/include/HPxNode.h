@@ -30,7 +30,10 @@ class HPxNode {
 
   // Called once the host has tied the object to its scene node.
   virtual void postConstructor() {}
-  virtual HStatus compute(const HPlug& plug) { (void)plug; return HStatus(HStatus::kUnknownParameter); }
+  virtual HStatus compute(const HPlug& plug) {
+    (void)plug;
+    return HStatus(HStatus::kUnknownParameter);
+  }
   virtual Type type() const { return kDependNode; }
 
   // The scene node of this object (null before the host ties it).

@@ -98,3 +98,23 @@ TEST_F(BuiltinsTest, DeleteAttrTakesValuesAndConnectionsAndUndoBringsThemBack) {
 
 }  // namespace
 }  // namespace builtinstest
+
+namespace builtinstest {
+namespace {
+
+TEST_F(BuiltinsTest, DistanceMeasuresBetweenWorldPositions) {
+  run("createNode transform -n grp; setAttr grp.scale 2 2 2; setAttr grp.translate 1 0 0");
+  run("createNode joint -n a -p grp; setAttr a.translate 0 1 0");
+  run("createNode joint -n b; setAttr b.translate 4 6 0");
+  // a sits at (1, 2, 0) in the world: the parent's scale counts.
+  std::vector<std::string> result = run("distance a b");
+  ASSERT_EQ(result.size(), 1u);
+  EXPECT_DOUBLE_EQ(std::stod(result[0]), 5.0);
+  fails("distance a");
+  fails("distance a nothing");
+  run("createNode network -n data");
+  fails("distance a data");
+}
+
+}  // namespace
+}  // namespace builtinstest

@@ -25,15 +25,10 @@ HStatus veltraKernel::solveSphere() {
 
   // A turn by the angle between them about end x handle carries the end onto
   // the handle's direction. On one line through the root the cross product
-  // vanishes and a fixed axis stands in. When the end points away from the
-  // handle the turn is a half turn, which carries the end onto the handle's
-  // side only about an axis perpendicular to the end, so the fixed axis is
-  // crossed with the end first.
+  // vanishes and a fixed axis stands in.
   HVector axis;
   if (endDirection.isParallel(handleDirection, 1e-10)) {
-    const HVector fixedAxis =
-        endDirection.isParallel(HVector::xAxis, 1e-10) ? HVector::yAxis : HVector::xAxis;
-    axis = endDirection * handleDirection < 0 ? endDirection ^ fixedAxis : fixedAxis;
+    axis = endDirection.isParallel(HVector::xAxis, 1e-10) ? HVector::yAxis : HVector::xAxis;
   } else {
     axis = endDirection ^ handleDirection;
   }

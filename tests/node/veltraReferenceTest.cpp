@@ -1,0 +1,349 @@
+// Golden reference for the solver's results. Seeded random rigs are solved
+// through the host's IK evaluation, and every joint rotation after every solve
+// must match, to the last bit, the values recorded in
+// data/reference_rotations.txt. Host-side speed work (caches, cheaper function
+// sets) must not change a single bit of what a solve writes.
+//
+// To record the file anew from the current build, run the test with
+// VELTRA_WRITE_REFERENCE=1; it then writes the file into the source tree
+// instead of comparing.
+
+#include <gtest/gtest.h>
+
+#include <HFnTransform.h>
+#include <HRampAttribute.h>
+#include <HTransformationMatrix.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <map>
+#include <random>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "VeltraNodeScene.h"
+
+using namespace veltratest;
+
+namespace {
+
+constexpr unsigned kCases = 240;
+constexpr unsigned kStepsPerCase = 6;  // the rest solve, then five goals
+
+std::string referencePath() {
+  const char* source = std::getenv("VELTRA_SOURCE_DIR");
+  if (source != nullptr && *source != '\0') {
+    return std::string(source) + "/tests/node/data/reference_rotations.txt";
+  }
+  std::string here = __FILE__;
+  return here.substr(0, here.find_last_of('/')) + "/data/reference_rotations.txt";
+}
+
+bool writingReference() {
+  const char* flag = std::getenv("VELTRA_WRITE_REFERENCE");
+  return flag != nullptr && std::string(flag) == "1";
+}
+
+// Doubles from the raw output of a 64-bit Mersenne twister, whose sequence the
+// language fixes; the library's distributions are free to differ between
+// implementations, and the rigs must be the same wherever the test runs.
+class Random {
+ public:
+  explicit Random(std::uint64_t seed) : fEngine(seed) {}
+  double unit() { return double(fEngine() >> 11) * 0x1.0p-53; }
+  double uniform(double lo, double hi) { return lo + (hi - lo) * unit(); }
+  unsigned below(unsigned n) { return unsigned(fEngine() % n); }
+  bool chance(double p) { return unit() < p; }
+  HVector vector(double lo, double hi) {
+    const double x = uniform(lo, hi);
+    const double y = uniform(lo, hi);
+    const double z = uniform(lo, hi);
+    return HVector(x, y, z);
+  }
+  HVector direction() {
+    for (;;) {
+      const HVector v = vector(-1.0, 1.0);
+      const double length = v.length();
+      if (length > 0.1 && length <= 1.0) {
+        return v / length;
+      }
+    }
+  }
+
+ private:
+  std::mt19937_64 fEngine;
+};
+
+// FNV-1a over the bytes of each double's bit pattern, least significant first.
+class BitHash {
+ public:
+  void add(double value) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    for (int i = 0; i < 8; ++i) {
+      fHash ^= (bits >> (8 * i)) & 0xffu;
+      fHash *= 0x100000001b3ull;
+    }
+  }
+  std::uint64_t value() const { return fHash; }
+
+ private:
+  std::uint64_t fHash = 0xcbf29ce484222325ull;
+};
+
+struct Rig {
+  std::vector<HDagPath> joints;  // every joint, root first
+  HDagPathArray chain;           // the solver's chain: joints, then the effector
+  HDagPath handle;
+  double straightLength = 0.0;  // sum of the rest bone lengths (world)
+};
+
+// A random rig: an optional scaled parent, a chain of 3 to 12 entries with
+// joint orients, rotate orientations, rest rotations and sometimes another
+// rotate order, or now and then a straight chain, then an IK handle with a
+// veltra solver.
+Rig buildRig(Random& random) {
+  Rig rig;
+  const unsigned entries = 3 + random.below(10);
+  const bool straight = random.chance(0.1);
+  HObject above;
+  if (random.chance(0.3)) {
+    HFnTransform fnParent;
+    above = fnParent.create();
+    fnParent.setTranslation(random.vector(-3.0, 3.0), HSpace::kTransform);
+    fnParent.setRotation(HEulerRotation(random.vector(-1.5, 1.5)));
+    const double scale[3] = {random.uniform(0.5, 2.0), random.uniform(0.5, 2.0),
+                             random.uniform(0.5, 2.0)};
+    fnParent.setScale(scale);
+  }
+  for (unsigned i = 0; i < entries; ++i) {
+    HFnIkJoint fnJoint;
+    const HObject joint = fnJoint.create(above);
+    if (straight) {
+      fnJoint.setTranslation(HVector(i == 0 ? 0.0 : random.uniform(0.3, 2.0), 0.0, 0.0),
+                             HSpace::kTransform);
+    } else {
+      const HVector offset =
+          i == 0 ? random.vector(-1.0, 1.0) : random.direction() * random.uniform(0.3, 2.0);
+      fnJoint.setTranslation(offset, HSpace::kTransform);
+      fnJoint.setOrientation(HEulerRotation(random.vector(-1.2, 1.2)));
+      if (random.chance(0.7)) {
+        fnJoint.setRotateOrientation(HEulerRotation(random.vector(-0.8, 0.8)).asQuaternion(),
+                                     HSpace::kTransform);
+      }
+      if (random.chance(0.3)) {
+        const unsigned order = random.below(6);
+        fnJoint.setRotationOrder(HTransformationMatrix::RotationOrder(order + 1), false);
+      }
+      const HVector angles = random.vector(-1.0, 1.0);
+      const double rotation[3] = {angles.x, angles.y, angles.z};
+      fnJoint.setRotation(rotation, fnJoint.rotationOrder());
+    }
+    rig.joints.push_back(pathOf(joint));
+    above = joint;
+  }
+  HFnIkHandle fnHandle;
+  rig.handle = pathOf(fnHandle.create(rig.joints.front(), rig.joints.back()));
+  HFnDependencyNode fnNode;
+  fnHandle.setSolver(fnNode.create("veltra"));
+  rig.chain = solverChainOf(rig.handle);
+  for (size_t i = 0; i + 1 < rig.joints.size(); ++i) {
+    rig.straightLength +=
+        (worldPosition(rig.joints[i + 1]) - worldPosition(rig.joints[i])).length();
+  }
+  return rig;
+}
+
+// Angle bias values for every inner entry, now and then beyond [0, 1].
+void setRampValues(Random& random, const Rig& rig) {
+  const HObject node = rig.handle.node();
+  HRampAttribute ramp(node, HFnDependencyNode(node).attribute("wexelAngleBias"));
+  HIntArray indices;
+  HFloatArray positions, values;
+  HIntArray interpolations;
+  ramp.getEntries(indices, positions, values, interpolations);
+  for (unsigned i = 0; i < indices.length(); ++i) {
+    ramp.setValueAtIndex(float(random.uniform(-0.2, 1.2)), unsigned(indices[i]));
+  }
+}
+
+// Moves the handle to a random goal: folding, straightening, beyond reach, at
+// the root or at the rest span; with a random, zero or axis-aligned pole
+// vector and a random or zero twist.
+void placeGoal(Random& random, const Rig& rig) {
+  const HVector root = worldPosition(rig.chain[0]);
+  const double span = (worldPosition(rig.chain[rig.chain.length() - 1]) - root).length();
+  double distance = 0.0;
+  switch (random.below(5)) {
+    case 0:
+      distance = span * random.uniform(0.05, 0.95);
+      break;
+    case 1:
+      distance = span + (rig.straightLength - span) * random.uniform(0.05, 0.95);
+      break;
+    case 2:
+      distance = rig.straightLength * random.uniform(1.05, 2.0);
+      break;
+    case 3:
+      distance = 0.0;
+      break;
+    default:
+      distance = span;
+      break;
+  }
+  const HVector direction = random.direction();
+  moveHandleTo(rig.handle, root + direction * distance);
+
+  HVector pole = random.vector(-2.0, 2.0);
+  const double kind = random.unit();
+  if (kind < 0.1) {
+    pole = HVector(0.0, 0.0, 0.0);
+  } else if (kind < 0.2) {
+    pole = direction * random.uniform(-2.0, 2.0);
+  }
+  const double twist = random.chance(0.3) ? 0.0 : random.uniform(-3.2, 3.2);
+  HFnDependencyNode fnHandle(rig.handle.node());
+  fnHandle.findPlug("pvx").setValue(pole.x);
+  fnHandle.findPlug("pvy").setValue(pole.y);
+  fnHandle.findPlug("pvz").setValue(pole.z);
+  fnHandle.findPlug("twist").setValue(twist);
+}
+
+// Between goals the rig is sometimes edited through its plugs, as an animator
+// would: a joint orient, rotate orientation, bone offset or preferred angle.
+void editRig(Random& random, const Rig& rig) {
+  if (!random.chance(0.35)) {
+    return;
+  }
+  const unsigned joint = random.below(unsigned(rig.joints.size()) - 1);
+  static const char* const kAttributes[] = {"jointOrient", "rotateAxis", "translate",
+                                            "preferredAngle"};
+  const char* attribute = kAttributes[random.below(4)];
+  HFnDependencyNode fnJoint(rig.joints[joint].node());
+  const HPlug plug = fnJoint.findPlug(attribute);
+  const unsigned component = random.below(3);
+  double value = 0.0;
+  plug.child(component).getValue(value);
+  plug.child(component).setValue(value + random.uniform(-0.3, 0.3));
+}
+
+// Every joint's and the effector's rotation after a solve, hashed bit by bit;
+// the text lists them as hexadecimal floats for a report.
+struct RotationRecord {
+  std::uint64_t hash = 0;
+  std::string text;
+  bool finite = true;
+};
+
+RotationRecord rotationRecord(const Rig& rig) {
+  std::vector<HDagPath> nodes = rig.joints;
+  nodes.push_back(rig.chain[rig.chain.length() - 1]);
+  BitHash hash;
+  bool finite = true;
+  std::ostringstream text;
+  text << std::hexfloat;
+  for (const HDagPath& node : nodes) {
+    double angles[3] = {0.0, 0.0, 0.0};
+    HTransformationMatrix::RotationOrder order;
+    HFnTransform(node).getRotation(angles, order);
+    text << "\n    " << node.partialPathName().asChar() << ":";
+    for (double angle : angles) {
+      hash.add(angle);
+      finite = finite && std::isfinite(angle);
+      text << ' ' << angle;
+    }
+  }
+  return {hash.value(), text.str(), finite};
+}
+
+std::string key(unsigned rigCase, unsigned step) {
+  return std::to_string(rigCase) + " " + std::to_string(step);
+}
+
+std::string hex(std::uint64_t value) {
+  std::ostringstream out;
+  out << std::hex << std::setw(16) << std::setfill('0') << value;
+  return out.str();
+}
+
+std::map<std::string, std::string> readReference(const std::string& path) {
+  std::map<std::string, std::string> reference;
+  std::ifstream in(path);
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') {
+      continue;
+    }
+    std::istringstream fields(line);
+    unsigned rigCase = 0, step = 0, entries = 0;
+    std::string hash;
+    if (fields >> rigCase >> step >> entries >> hash) {
+      reference[key(rigCase, step)] = hash;
+    }
+  }
+  return reference;
+}
+
+class ReferenceTest : public ::testing::Test {
+ protected:
+  void SetUp() override { registerVeltraNodeType(); }
+};
+
+TEST_F(ReferenceTest, EverySolveWritesTheRecordedRotations) {
+  const bool write = writingReference();
+  const std::string path = referencePath();
+  std::map<std::string, std::string> reference;
+  if (!write) {
+    reference = readReference(path);
+    ASSERT_EQ(reference.size(), size_t(kCases) * kStepsPerCase)
+        << "missing or incomplete reference file " << path
+        << " (VELTRA_WRITE_REFERENCE=1 records it)";
+  }
+
+  std::ostringstream written;
+  written << "# Joint rotations after seeded random solves: case, step, chain entries,\n"
+          << "# FNV-1a hash of the bits of every joint's and the effector's rotation.\n"
+          << "# Recorded by veltraReferenceTest with VELTRA_WRITE_REFERENCE=1.\n";
+  unsigned mismatches = 0;
+  for (unsigned rigCase = 0; rigCase < kCases; ++rigCase) {
+    HFileIO::newFile(true);
+    Random random(0x5eed0000u + rigCase);
+    const Rig rig = buildRig(random);
+    for (unsigned step = 0; step < kStepsPerCase; ++step) {
+      if (step == 1) {
+        setRampValues(random, rig);
+      }
+      if (step > 0) {
+        editRig(random, rig);
+        placeGoal(random, rig);
+      }
+      ASSERT_EQ(HIkSystem::evaluate(), HStatus::kSuccess) << "case " << rigCase << " step " << step;
+      const RotationRecord record = rotationRecord(rig);
+      EXPECT_TRUE(record.finite) << "case " << rigCase << " step " << step << record.text;
+      const std::string hash = hex(record.hash);
+      written << rigCase << ' ' << step << ' ' << rig.chain.length() << ' ' << hash << '\n';
+      if (!write && reference[key(rigCase, step)] != hash && ++mismatches <= 5) {
+        ADD_FAILURE() << "case " << rigCase << " step " << step << " (" << rig.chain.length()
+                      << " entries): rotations differ from the reference" << record.text;
+      }
+    }
+  }
+  EXPECT_EQ(mismatches, 0u) << "solves whose rotations differ from the reference";
+
+  if (write) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream out(path);
+    out << written.str();
+    ASSERT_TRUE(out.good()) << "could not write " << path;
+    std::cout << "reference written to " << path << "\n";
+  }
+}
+
+}  // namespace

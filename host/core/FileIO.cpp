@@ -23,6 +23,14 @@ using namespace hostdetail;
 
 namespace {
 
+// Set while a file is being read: the scene is half-built, and a new scene
+// or a second open from inside the file would pull it away underneath.
+bool gOpening = false;
+
+HStatus refuseWhileOpening() {
+  return HStatus(HStatus::kFailure, "Not allowed while a scene file is being opened");
+}
+
 std::string& currentPath() {
   static auto* path = new std::string();
   return *path;
@@ -46,6 +54,8 @@ HStatus runSceneText(const std::string& text, const std::string& source) {
 }  // namespace
 
 HStatus HFileIO::newFile(bool) {
+  if (gOpening)
+    return refuseWhileOpening();
   // There is no tracking of unsaved changes, so force changes nothing.
   HSceneMessage::hostSend(HSceneMessage::kBeforeNew);
   clearUndoQueue();
@@ -56,6 +66,8 @@ HStatus HFileIO::newFile(bool) {
 }
 
 HStatus HFileIO::open(const HString& path) {
+  if (gOpening)
+    return refuseWhileOpening();
   const std::string file = path.asStdString();
   std::ifstream in(file, std::ios::binary);
   if (!in) {
@@ -78,15 +90,18 @@ HStatus HFileIO::open(const HString& path) {
   HSceneMessage::hostSend(HSceneMessage::kBeforeOpen);
   clearUndoQueue();
   resetScene();
+  gOpening = true;
   HStatus status = runSceneText(text.str(), file);
   if (!status) {
     resetScene();
     HStatus restored = runSceneText(restorePoint.str(), "(previous scene)");
+    gOpening = false;
     std::string message = status.errorString().asStdString();
     if (!restored)
       message += "; the previous scene could not be fully restored";
     return HStatus(status.statusCode(), message);
   }
+  gOpening = false;
   evaluateScene();
   currentPath() = file;
   HSceneMessage::hostSend(HSceneMessage::kAfterOpen);

@@ -152,4 +152,25 @@ TEST_F(FileIOTest, SourceRunsAScriptInPlace) {
       << capture.err();
 }
 
+TEST_F(FileIOTest, FilesThatReachForThemselvesFailCleanly) {
+  // A script that sources itself stops at the nesting limit.
+  std::ofstream(fOther) << "probeCounter\nsource \"" << fOther << "\"\n";
+  Capture capture;
+  EXPECT_FALSE(succeeded(run("source \"" + fOther + "\"")));
+  EXPECT_TRUE(capture.errHas("Commands are nested too deeply")) << capture.err().substr(0, 500);
+  EXPECT_GT(probeLog().counter, 10);
+
+  // A scene file may neither open another scene nor empty the one it builds.
+  ASSERT_TRUE(succeeded(run("createNode transform -n keeper")));
+  const std::string before = scene();
+  for (const std::string& inside : {"file -open \"" + fOther + "\"", std::string("file -new")}) {
+    std::ofstream(fOther, std::ios::trunc) << "createNode transform -n partial\n" << inside << "\n";
+    capture.clear();
+    EXPECT_FALSE(succeeded(run("file -open \"" + fOther + "\""))) << inside;
+    EXPECT_TRUE(capture.errHas(fOther + ":2: file: Not allowed while a scene file is being opened"))
+        << capture.err();
+    EXPECT_EQ(scene(), before) << inside;
+  }
+}
+
 }  // namespace

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
-# build tool, GoogleTest/GoogleMock, Google Benchmark and clang-format. When everything is there it
-# only looks (no network, well under a second). When something is missing it installs it as root,
-# or otherwise names the missing Debian packages and fails.
+# build tool, GoogleTest/GoogleMock, Google Benchmark, clang-format and valgrind. When everything is
+# there it only looks (no network, well under a second). When something is missing it installs it
+# as root, or otherwise names the missing Debian packages and fails.
 set -euo pipefail
 
 missing=()
@@ -21,7 +21,7 @@ need_pkg() {  # need_pkg DEBIAN_PACKAGE
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
   echo "deps.sh: this is not a Debian-based machine; install by hand: g++ (C++17), cmake >= 3.20," \
-    "make or ninja, GoogleTest and GoogleMock, Google Benchmark, clang-format" >&2
+    "make or ninja, GoogleTest and GoogleMock, Google Benchmark, clang-format, valgrind" >&2
   exit 1
 fi
 
@@ -32,6 +32,7 @@ if ! command -v make >/dev/null 2>&1 && ! command -v ninja >/dev/null 2>&1; then
   missing+=(make)
 fi
 need_tool clang-format clang-format
+need_tool valgrind valgrind
 need_pkg libgtest-dev
 need_pkg libgmock-dev
 need_pkg libbenchmark-dev

@@ -13,11 +13,22 @@ if ! command -v valgrind >/dev/null; then
   exit 2
 fi
 
+# An existing build folder (CI's plain build) is used as it is configured.
 build=${BUILD_DIR:-build-memcheck}
-if [[ ! -f $build/CMakeCache.txt && -z ${CMAKE_GENERATOR:-} ]] && ! command -v make >/dev/null; then
-  export CMAKE_GENERATOR=Ninja
+if [[ -f $build/CMakeCache.txt ]]; then
+  if grep -q '^VELTRA_SANITIZE:BOOL=ON' "$build/CMakeCache.txt"; then
+    echo "memcheck: $build is a sanitized build, which valgrind cannot run" >&2
+    exit 2
+  fi
+  if (($# > 0)); then
+    cmake -S . -B "$build" "$@" >/dev/null
+  fi
+else
+  if [[ -z ${CMAKE_GENERATOR:-} ]] && ! command -v make >/dev/null; then
+    export CMAKE_GENERATOR=Ninja
+  fi
+  cmake -S . -B "$build" -DVELTRA_BENCH=OFF "$@" >/dev/null
 fi
-cmake -S . -B "$build" -DVELTRA_SANITIZE=OFF -DVELTRA_BENCH=OFF "$@" >/dev/null
 cmake --build "$build" -j"$(nproc)" --target test_plugin test_e2e test_hostsh
 
 export VELTRA_SOURCE_DIR=$PWD

@@ -188,29 +188,29 @@ bool parseEnumFields(const std::string& text, std::vector<std::pair<std::string,
   return true;
 }
 
-HObject buildAttribute(const AttrSpec& spec, std::string& error) {
+HObject buildAttribute(const AttrSpec& desc, std::string& error) {
   HObject object;
   HStatus status;
-  HString longName(spec.longName), shortName(spec.shortName);
-  switch (spec.kind) {
+  HString longName(desc.longName), shortName(desc.shortName);
+  switch (desc.kind) {
     case AttrSpec::kNumeric: {
       HFnNumericAttribute fn;
-      object = fn.create(longName, shortName, spec.numericType, spec.defaultValue, &status);
-      if (spec.hasMin && status.statusCode() == HStatus::kSuccess)
-        status = fn.setMin(spec.minValue);
-      if (spec.hasMax && status.statusCode() == HStatus::kSuccess)
-        status = fn.setMax(spec.maxValue);
+      object = fn.create(longName, shortName, desc.numericType, desc.defaultValue, &status);
+      if (desc.hasMin && status.statusCode() == HStatus::kSuccess)
+        status = fn.setMin(desc.minValue);
+      if (desc.hasMax && status.statusCode() == HStatus::kSuccess)
+        status = fn.setMax(desc.maxValue);
       break;
     }
     case AttrSpec::kEnum: {
       HFnEnumAttribute fn;
       object = fn.create(longName, shortName, 0, &status);
-      for (auto& field : spec.fields) {
+      for (auto& field : desc.fields) {
         if (status.statusCode() == HStatus::kSuccess)
           status = fn.addField(HString(field.first), field.second);
       }
-      if (spec.hasDefault && status.statusCode() == HStatus::kSuccess)
-        status = fn.setDefault(short(spec.defaultValue));
+      if (desc.hasDefault && status.statusCode() == HStatus::kSuccess)
+        status = fn.setDefault(short(desc.defaultValue));
       break;
     }
     case AttrSpec::kCompound: {
@@ -226,22 +226,22 @@ HObject buildAttribute(const AttrSpec& spec, std::string& error) {
   }
   if (object.isNull() || status.statusCode() != HStatus::kSuccess) {
     error =
-        "Cannot define attribute '" + spec.longName + "': " + status.errorString().asStdString();
+        "Cannot define attribute '" + desc.longName + "': " + status.errorString().asStdString();
     return HObject();
   }
   HFnAttribute fn(object);
-  if (spec.multi)
+  if (desc.multi)
     fn.setArray(true);
-  if (spec.hidden >= 0)
-    fn.setHidden(spec.hidden != 0);
-  if (spec.keyable >= 0)
-    fn.setKeyable(spec.keyable != 0);
-  if (spec.storable >= 0)
-    fn.setStorable(spec.storable != 0);
-  if (spec.readable >= 0)
-    fn.setReadable(spec.readable != 0);
-  if (spec.writable >= 0)
-    fn.setWritable(spec.writable != 0);
+  if (desc.hidden >= 0)
+    fn.setHidden(desc.hidden != 0);
+  if (desc.keyable >= 0)
+    fn.setKeyable(desc.keyable != 0);
+  if (desc.storable >= 0)
+    fn.setStorable(desc.storable != 0);
+  if (desc.readable >= 0)
+    fn.setReadable(desc.readable != 0);
+  if (desc.writable >= 0)
+    fn.setWritable(desc.writable != 0);
   return object;
 }
 

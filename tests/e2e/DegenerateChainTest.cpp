@@ -17,13 +17,13 @@ using e2e::triple;
 using e2e::Vec3;
 
 std::vector<JointSpec> atPositions(const std::vector<Vec3>& positions) {
-  std::vector<JointSpec> specs;
+  std::vector<JointSpec> descs;
   for (const Vec3& p : positions) {
-    JointSpec spec;
-    spec.position = p;
-    specs.push_back(spec);
+    JointSpec desc;
+    desc.position = p;
+    descs.push_back(desc);
   }
-  return specs;
+  return descs;
 }
 
 class DegenerateChain : public e2e::StackTest {

@@ -49,15 +49,15 @@ class RandomStack : public e2e::StackTest {
   std::vector<JointSpec> randomSpecs() {
     const int count = intIn(3, 16);
     fUniformScale = intIn(0, 1) == 0;
-    std::vector<JointSpec> specs(static_cast<size_t>(count));
+    std::vector<JointSpec> descs(static_cast<size_t>(count));
     Vec3 position{uniformIn(-2, 2), uniformIn(-2, 2), uniformIn(-2, 2)};
     Vec3 previous = unit();
-    for (JointSpec& spec : specs) {
-      spec.position = position;
-      spec.orientDeg = {uniformIn(-180, 180), uniformIn(-180, 180), uniformIn(-180, 180)};
-      spec.rotateAxisDeg = {uniformIn(-90, 90), uniformIn(-90, 90), uniformIn(-90, 90)};
+    for (JointSpec& desc : descs) {
+      desc.position = position;
+      desc.orientDeg = {uniformIn(-180, 180), uniformIn(-180, 180), uniformIn(-180, 180)};
+      desc.rotateAxisDeg = {uniformIn(-90, 90), uniformIn(-90, 90), uniformIn(-90, 90)};
       const double s = uniformIn(0.5, 2.0);
-      spec.scale =
+      desc.scale =
           fUniformScale ? Vec3{s, s, s} : Vec3{s, uniformIn(0.5, 2.0), uniformIn(0.5, 2.0)};
       Vec3 direction = unit();
       // Interior angle between 15 and 165 degrees.
@@ -67,7 +67,7 @@ class RandomStack : public e2e::StackTest {
       position = position + direction * uniformIn(0.3, 2.0);
       previous = direction;
     }
-    return specs;
+    return descs;
   }
 
   // The properties every step must keep.

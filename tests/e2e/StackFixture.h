@@ -269,18 +269,18 @@ class Rig {
  public:
   // Builds the joints and the handle; false (with a test failure) when a
   // command is refused.
-  bool build(const std::vector<JointSpec>& specs) {
-    fJointCount = int(specs.size());
+  bool build(const std::vector<JointSpec>& descs) {
+    fJointCount = int(descs.size());
     if (!check(runs("select -cl"))) {
       return false;
     }
-    for (size_t i = 0; i < specs.size(); ++i) {
-      const JointSpec& spec = specs[i];
+    for (size_t i = 0; i < descs.size(); ++i) {
+      const JointSpec& desc = descs[i];
       const std::string name = joint(int(i));
-      if (!check(runs("joint -p " + triple(spec.position))) ||
-          !check(runs("setAttr " + name + ".jointOrient " + triple(spec.orientDeg))) ||
-          !check(runs("setAttr " + name + ".rotateAxis " + triple(spec.rotateAxisDeg))) ||
-          !check(runs("setAttr " + name + ".scale " + triple(spec.scale)))) {
+      if (!check(runs("joint -p " + triple(desc.position))) ||
+          !check(runs("setAttr " + name + ".jointOrient " + triple(desc.orientDeg))) ||
+          !check(runs("setAttr " + name + ".rotateAxis " + triple(desc.rotateAxisDeg))) ||
+          !check(runs("setAttr " + name + ".scale " + triple(desc.scale)))) {
         return false;
       }
     }

@@ -22,11 +22,11 @@ class PoseTest : public ::testing::Test {
 
   // A three-bone chain with distinct rotations everywhere, no solver.
   void makeChain() {
-    std::vector<JointSpec> specs = planarSpecs(3);
-    for (size_t i = 0; i < specs.size(); ++i) {
-      specs[i].rotate = HVector(0.1 * i, -0.05 * i, 0.3 + 0.1 * i);
+    std::vector<JointSpec> descs = planarSpecs(3);
+    for (size_t i = 0; i < descs.size(); ++i) {
+      descs[i].rotate = HVector(0.1 * i, -0.05 * i, 0.3 + 0.1 * i);
     }
-    fChain = buildSolverChain(specs, false);
+    fChain = buildSolverChain(descs, false);
     fJoints = solverChainOf(fChain.handle);
   }
 

@@ -335,22 +335,22 @@ TEST_P(ReachTest, EffectorReachesEveryGoalWithinReach) {
 
   for (int trial = 0; trial < 3; ++trial) {
     HFileIO::newFile(true);
-    std::vector<JointSpec> specs;
+    std::vector<JointSpec> descs;
     std::vector<double> bones;
     for (unsigned i = 0; i < entries; ++i) {
-      JointSpec spec;
+      JointSpec desc;
       if (i > 0) {
         bones.push_back(length(random));
-        spec.translate = HVector(bones.back(), 0.0, 0.0);
+        desc.translate = HVector(bones.back(), 0.0, 0.0);
       }
-      spec.jointOrient = HVector(angle(random), angle(random), angle(random));
-      spec.rotate = HVector(angle(random) * 0.3, angle(random) * 0.3, 0.3 + angle(random) * 0.5);
+      desc.jointOrient = HVector(angle(random), angle(random), angle(random));
+      desc.rotate = HVector(angle(random) * 0.3, angle(random) * 0.3, 0.3 + angle(random) * 0.5);
       if (i > 0) {
-        spec.rotateAxis = HVector(angle(random), angle(random), angle(random));
+        desc.rotateAxis = HVector(angle(random), angle(random), angle(random));
       }
-      specs.push_back(spec);
+      descs.push_back(desc);
     }
-    const SolverChain chain = buildSolverChain(specs);
+    const SolverChain chain = buildSolverChain(descs);
     // The effector takes the last joint's place in the chain.
     double straight = 0.0;
     double folded = 0.0;

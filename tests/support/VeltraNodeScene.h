@@ -89,18 +89,18 @@ inline HDagPath pathOf(const HObject& node) {
 // Builds joints, each the child of the previous one (the first under `parent`,
 // the world when null), then an IK handle from the first to the last joint.
 // With `withSolver` a veltra node is created and made the handle's solver.
-inline SolverChain buildSolverChain(const std::vector<JointSpec>& specs, bool withSolver = true,
+inline SolverChain buildSolverChain(const std::vector<JointSpec>& descs, bool withSolver = true,
                                     const HObject& parent = HObject::kNullObj) {
   SolverChain chain;
   HObject above = parent;
-  for (const JointSpec& spec : specs) {
+  for (const JointSpec& desc : descs) {
     HFnIkJoint fnJoint;
     const HObject joint = fnJoint.create(above);
-    fnJoint.setTranslation(spec.translate, HSpace::kTransform);
-    fnJoint.setOrientation(HEulerRotation(spec.jointOrient));
-    fnJoint.setRotateOrientation(HEulerRotation(spec.rotateAxis).asQuaternion(),
+    fnJoint.setTranslation(desc.translate, HSpace::kTransform);
+    fnJoint.setOrientation(HEulerRotation(desc.jointOrient));
+    fnJoint.setRotateOrientation(HEulerRotation(desc.rotateAxis).asQuaternion(),
                                  HSpace::kTransform);
-    fnJoint.setRotation(HEulerRotation(spec.rotate));
+    fnJoint.setRotation(HEulerRotation(desc.rotate));
     chain.joints.push_back(pathOf(joint));
     above = joint;
   }
@@ -118,14 +118,14 @@ inline SolverChain buildSolverChain(const std::vector<JointSpec>& specs, bool wi
 // A planar chain bent in the xy plane: `bones` bones of the given length, every
 // joint turned by `bend` about z.
 inline std::vector<JointSpec> planarSpecs(unsigned bones, double length = 1.0, double bend = 0.4) {
-  std::vector<JointSpec> specs;
+  std::vector<JointSpec> descs;
   for (unsigned i = 0; i <= bones; ++i) {
-    JointSpec spec;
-    spec.translate = i == 0 ? HVector(0.0, 0.0, 0.0) : HVector(length, 0.0, 0.0);
-    spec.rotate = i < bones ? HVector(0.0, 0.0, bend) : HVector(0.0, 0.0, 0.0);
-    specs.push_back(spec);
+    JointSpec desc;
+    desc.translate = i == 0 ? HVector(0.0, 0.0, 0.0) : HVector(length, 0.0, 0.0);
+    desc.rotate = i < bones ? HVector(0.0, 0.0, bend) : HVector(0.0, 0.0, 0.0);
+    descs.push_back(desc);
   }
-  return specs;
+  return descs;
 }
 
 // World position recomposed from the nodes' attribute values, independently of

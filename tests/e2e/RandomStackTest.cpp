@@ -189,7 +189,7 @@ class RandomStack : public e2e::StackTest {
 };
 
 TEST_F(RandomStack, EverySolveAimsReachesAndSurvivesSaveAndOpen) {
-  const unsigned kRigs = 60;
+  const unsigned kRigs = 40;
   const int kSteps = 20;
   for (unsigned seed = 1; seed <= kRigs; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));

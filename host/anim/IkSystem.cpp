@@ -23,16 +23,22 @@ namespace hostdetail {
 
 namespace {
 
+// Handles per node slot. Slots are small and dense (never reused), so a
+// vector indexed by slot answers in one step; nodes made after the index was
+// built lie beyond its end and belong to no handle yet.
+using HandlesBySlot = std::vector<std::vector<std::uint32_t>>;
+
 struct IkState {
   std::unordered_set<std::uint32_t> dirty;  // slots of dirty handles
   bool indexValid = false;
-  std::vector<HObject> handles;                                           // in creation order
-  std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> chainOf;  // node -> handles
-  std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> aboveOf;  // node -> handles
-  std::unordered_map<std::uint32_t, std::vector<HObject>> followers;      // joint -> effectors
+  std::vector<HObject> handles;                                       // in creation order
+  HandlesBySlot chainOf;                                              // node -> handles
+  HandlesBySlot aboveOf;                                              // node -> handles
+  std::unordered_map<std::uint32_t, std::vector<HObject>> followers;  // joint -> effectors
   bool suspended = false;
   bool evaluating = false;
   const Attribute* rotate = nullptr;
+  const Attribute* translate = nullptr;
 };
 
 IkState& state() {
@@ -65,8 +71,9 @@ std::vector<Node*> chainNodes(const Node* handle) {
 void rebuildIndex() {
   IkState& s = state();
   s.handles.clear();
-  s.chainOf.clear();
-  s.aboveOf.clear();
+  const size_t slots = scene().slots.size();
+  s.chainOf.assign(slots, {});
+  s.aboveOf.assign(slots, {});
   s.followers.clear();
   for (const HObject& object : nodesInCreationOrder()) {
     Node* node = nodeOf(object);
@@ -96,27 +103,33 @@ void ensureIndex() {
     rebuildIndex();
 }
 
-const std::vector<std::uint32_t>* lookup(
-    const std::unordered_map<std::uint32_t, std::vector<std::uint32_t>>& map, std::uint32_t slot) {
-  auto it = map.find(slot);
-  return it == map.end() ? nullptr : &it->second;
+const std::vector<std::uint32_t>* lookup(const HandlesBySlot& map, std::uint32_t slot) {
+  if (slot >= map.size() || map[slot].empty())
+    return nullptr;
+  return &map[slot];
 }
 
 bool contains(const std::vector<std::uint32_t>* list, std::uint32_t slot) {
   return list && std::find(list->begin(), list->end(), slot) != list->end();
 }
 
-bool isRotation(const Attribute* attribute) {
-  IkState& s = state();
-  if (!s.rotate) {
+// The transform type's static attribute of that name, found once.
+const Attribute* transformAttribute(const Attribute*& cached, const char* name) {
+  if (!cached) {
     if (const NodeType* transform = findNodeType("transform"))
-      s.rotate = transform->findStatic("rotate");
+      cached = transform->findStatic(name);
   }
-  return attribute && attribute->isStatic && attribute->top() == s.rotate;
+  return cached;
+}
+
+bool isRotation(const Attribute* attribute) {
+  return attribute && attribute->isStatic &&
+         attribute->top() == transformAttribute(state().rotate, "rotate");
 }
 
 bool isTranslation(const Attribute* attribute) {
-  return attribute && attribute->isStatic && attribute->top()->longName == "translate";
+  return attribute && attribute->isStatic &&
+         attribute->top() == transformAttribute(state().translate, "translate");
 }
 
 // The end joint's translation moved: its effectors follow.

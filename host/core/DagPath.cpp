@@ -20,7 +20,7 @@ Node* dagNodeOf(const HObject& object) {
     setStatus(status, invalid("Path is not valid")); \
     return fallback;                                 \
   }                                                  \
-  setStatus(status, ok());
+  setOk(status);
 
 }  // namespace
 

@@ -6,6 +6,13 @@
 // matrix invalidates the node's subtree.
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "HFnTransform.h"
 #include "Node.h"
@@ -30,40 +37,130 @@ double componentValue(const Node* node, int slot) {
 }
 
 void components(const Node* node, int slot, double out[3]) {
+  if (node->incomingConnections == 0) {
+    std::memcpy(out, node->values.numbers.data() + slot, 3 * sizeof(double));
+    return;
+  }
   for (int i = 0; i < 3; ++i)
     out[i] = componentValue(node, slot + i);
 }
 
-HTransformationMatrix::RotationOrder orderOf(const Node* node) {
-  int ro = int(componentValue(node, kSlotRotateOrder));
+HTransformationMatrix::RotationOrder orderFromValue(double value) {
+  int ro = int(value);
   if (ro < 0 || ro > 5)
     ro = 0;
   return HTransformationMatrix::RotationOrder(ro + 1);
 }
 
-HQuaternion eulerXYZ(const Node* node, int slot) {
-  double angles[3];
-  components(node, slot, angles);
+HTransformationMatrix::RotationOrder orderOf(const Node* node) {
+  return orderFromValue(componentValue(node, kSlotRotateOrder));
+}
+
+HQuaternion eulerXYZ(const double angles[3]) {
   return HEulerRotation(angles[0], angles[1], angles[2], HEulerRotation::kXYZ).asQuaternion();
 }
+
+// Compared as bit patterns, so that -0.0 and 0.0 count as different inputs:
+// they can lead to results that differ in sign.
+template <int kCount>
+bool sameBits(const double* a, const double* b) {
+  int i = 0;
+  std::uint64_t differ = 0;
+#if defined(__SSE2__)
+  // Two at a time: this compare runs on every read of a transformation.
+  __m128i pairs = _mm_setzero_si128();
+  for (; i + 2 <= kCount; i += 2) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
+    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
+    pairs = _mm_or_si128(pairs, _mm_xor_si128(x, y));
+  }
+  differ = std::uint64_t(_mm_cvtsi128_si64(pairs)) |
+           std::uint64_t(_mm_cvtsi128_si64(_mm_unpackhi_epi64(pairs, pairs)));
+#endif
+  for (; i < kCount; ++i) {
+    std::uint64_t x, y;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    differ |= x ^ y;
+  }
+  return differ == 0;
+}
+
+TransformMemo& memoOf(const Node* node) {
+  if (!node->transformMemo)
+    node->transformMemo = std::make_unique<TransformMemo>();
+  return *node->transformMemo;
+}
+
+// The memoised conversion of three XYZ Euler angles.
+const HQuaternion& orientation(TransformMemo::Orientation& memo, const double angles[3]) {
+  if (!memo.filled || !sameBits<3>(memo.angles, angles)) {
+    std::memcpy(memo.angles, angles, sizeof memo.angles);
+    memo.quaternion = eulerXYZ(angles);
+    memo.filled = true;
+  }
+  return memo.quaternion;
+}
+
+constexpr int kTransformInputs = TransformMemo::kTransformInputs;
+static_assert(kSlotRotateAxis + 3 == kTransformInputs, "transform slots moved");
+
+const double kNoJointOrient[3] = {0.0, 0.0, 0.0};
 
 }  // namespace
 
 HTransformationMatrix transformationOf(const Node* node) {
-  HTransformationMatrix tm;
-  double values[3];
-  components(node, kSlotScale, values);
-  tm.setScale(values, HSpace::kTransform);
-  components(node, kSlotShear, values);
-  tm.setShear(values, HSpace::kTransform);
-  tm.setRotateOrientation(eulerXYZ(node, kSlotRotateAxis));
-  components(node, kSlotRotate, values);
-  tm.setRotation(values, orderOf(node));
-  if (node->type->jointOrientSlot >= 0) {
-    tm.setJointOrientation(eulerXYZ(node, node->type->jointOrientSlot));
+  // The values the transformation is built from: straight from the node's
+  // block, or read through its connections into `read`.
+  const int jointOrientSlot = node->type->jointOrientSlot;
+  const double* values;
+  const double* jointOrient;
+  TransformMemo::Inputs read;
+  if (node->incomingConnections == 0) {
+    values = node->values.numbers.data();
+    jointOrient = jointOrientSlot >= 0 ? values + jointOrientSlot : kNoJointOrient;
+  } else {
+    for (int slot = 0; slot < kTransformInputs; ++slot)
+      read.transform[slot] = componentValue(node, slot);
+    for (int i = 0; i < 3; ++i)
+      read.jointOrient[i] = jointOrientSlot >= 0 ? componentValue(node, jointOrientSlot + i) : 0.0;
+    values = read.transform;
+    jointOrient = read.jointOrient;
   }
-  components(node, kSlotTranslate, values);
-  tm.setTranslation(HVector(values[0], values[1], values[2]), HSpace::kTransform);
+
+  TransformMemo& memo = memoOf(node);
+  for (unsigned k = 0; k < memo.filled; ++k) {
+    // The entry used last first: most reads repeat the previous one.
+    const unsigned e = memo.last ^ k;
+    const TransformMemo::Inputs& key = memo.entries[e].key;
+    if (sameBits<kTransformInputs>(key.transform, values) &&
+        sameBits<3>(key.jointOrient, jointOrient)) {
+      memo.last = e;
+      return memo.entries[e].transformation;
+    }
+  }
+
+  const double* v = values;
+  HTransformationMatrix tm;
+  tm.setScale(v + kSlotScale, HSpace::kTransform);
+  tm.setShear(v + kSlotShear, HSpace::kTransform);
+  tm.setRotateOrientation(orientation(memo.rotateAxis, v + kSlotRotateAxis));
+  tm.setRotation(v + kSlotRotate, orderFromValue(v[kSlotRotateOrder]));
+  if (jointOrientSlot >= 0) {
+    tm.setJointOrientation(orientation(memo.jointOrient, jointOrient));
+  }
+  tm.setTranslation(HVector(v[kSlotTranslate], v[kSlotTranslate + 1], v[kSlotTranslate + 2]),
+                    HSpace::kTransform);
+  // The entry not used last makes way, so that the rest pose and the pose a
+  // solve leaves behind can both stay.
+  const unsigned e = memo.filled == 0 ? 0 : memo.last ^ 1u;
+  TransformMemo::Entry& entry = memo.entries[e];
+  std::memcpy(entry.key.transform, values, sizeof entry.key.transform);
+  std::memcpy(entry.key.jointOrient, jointOrient, sizeof entry.key.jointOrient);
+  entry.transformation = tm;
+  memo.last = e;
+  if (memo.filled < 2)
+    ++memo.filled;
   return tm;
 }
 
@@ -75,7 +172,7 @@ const HMatrix& localMatrix(const Node* node) {
   return node->local;
 }
 
-const HMatrix& worldMatrix(const Node* node) {
+const HMatrix& computeWorldMatrix(const Node* node) {
   if (!node->worldValid) {
     if (node->parent) {
       node->world = localMatrix(node) * worldMatrix(node->parent);
@@ -87,7 +184,7 @@ const HMatrix& worldMatrix(const Node* node) {
   return node->world;
 }
 
-const HMatrix& worldInverseMatrix(const Node* node) {
+const HMatrix& computeWorldInverseMatrix(const Node* node) {
   if (!node->worldInverseValid) {
     node->worldInverse = worldMatrix(node).inverse();
     node->worldInverseValid = true;
@@ -155,7 +252,7 @@ HStatus setAngles(Node* node, const HEulerRotation& rotation) {
     setStatus(status, invalid("Not a transform")); \
     return fallback;                               \
   }                                                \
-  setStatus(status, ok());
+  setOk(status);
 
 #define TRANSFORM_OR_RETURN          \
   Node* node = transformOf(fObject); \
@@ -166,8 +263,15 @@ HFnTransform::HFnTransform(const HObject& node, HStatus* status) {
   setStatus(status, HFnTransform::setObject(node));
 }
 
+// A valid path names a DAG node, and every DAG node is a transform here, so
+// the node the path resolves to needs no second look-up.
 HFnTransform::HFnTransform(const HDagPath& path, HStatus* status) {
-  setStatus(status, HFnTransform::setObject(path.node()));
+  fObject = path.node();  // a null object for a path that names no live node
+  if (fObject.nodeSlot() == 0) {
+    setStatus(status, invalid("Object is not a transform"));
+    return;
+  }
+  setOk(status);
 }
 
 HStatus HFnTransform::setObject(const HObject& object) {
@@ -358,7 +462,9 @@ HStatus HFnTransform::rotateBy(const HQuaternion& rotation, HSpace::Space space)
 
 HQuaternion HFnTransform::rotateOrientation(HSpace::Space, HStatus* status) const {
   TRANSFORM_OR_FAIL(HQuaternion());
-  return eulerXYZ(node, kSlotRotateAxis);
+  double angles[3];
+  components(node, kSlotRotateAxis, angles);
+  return orientation(memoOf(node).rotateAxis, angles);
 }
 
 // balance (keeping the world pose by compensating the rotation) is not done:

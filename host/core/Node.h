@@ -51,6 +51,38 @@ enum TransformSlot : int {
   kTransformSlotCount = 17
 };
 
+// The local transformation of a DAG node as transformationOf last built it,
+// keyed by the exact bits of the values it was built from, so that a solver
+// reading the same joint many times converts its Euler angles once. Keying
+// by value rather than by invalidation keeps the memo right whatever path
+// changed a value (connections, undo, file reads). Two entries, because a
+// solve moves a chain between its rest pose and the solved pose.
+struct TransformMemo {
+  // translate, rotate, rotateOrder, scale, shear and rotateAxis (number slots
+  // 0 to 15), and the joint orientation (zero for plain transforms).
+  static constexpr int kTransformInputs = 16;
+  struct Inputs {
+    double transform[kTransformInputs];
+    double jointOrient[3];
+  };
+  struct Entry {
+    Inputs key;
+    HTransformationMatrix transformation;
+  };
+  // An Euler-to-quaternion conversion in XYZ order, unnormalised, with the
+  // angles it came from.
+  struct Orientation {
+    double angles[3];
+    HQuaternion quaternion;
+    bool filled = false;
+  };
+  Entry entries[2];
+  unsigned filled = 0;  // entries in use
+  unsigned last = 0;    // the entry read or built last
+  Orientation rotateAxis;
+  Orientation jointOrient;
+};
+
 struct DynamicAttribute {
   std::shared_ptr<Attribute> def;
   Block values;
@@ -80,6 +112,7 @@ struct Node {
   mutable HMatrix local;
   mutable HMatrix world;
   mutable HMatrix worldInverse;
+  mutable std::unique_ptr<TransformMemo> transformMemo;  // made on first use
 
   std::unique_ptr<HPxNode> user;
   std::vector<std::pair<std::string, HObject>> links;
@@ -113,10 +146,27 @@ struct Scene {
   std::uint32_t nextGeneration = 1;
 };
 
-Scene& scene();
+// The one scene, made on first use and never destroyed (plug-ins may outlive
+// static teardown). scene() and nodeOf are inline because every function set
+// call resolves its node through them; gScene starts out null before any
+// constructor runs, so a static initializer elsewhere may call them too.
+extern Scene* gScene;
+Scene& makeScene();
+inline Scene& scene() {
+  return gScene ? *gScene : makeScene();
+}
 
 // The live node an object names, or null.
-Node* nodeOf(const HObject& object);
+inline Node* nodeOf(const HObject& object) {
+  const std::uint32_t slot = object.nodeSlot();
+  const Scene& s = scene();
+  if (slot == 0 || slot >= s.slots.size())
+    return nullptr;
+  Node* node = s.slots[slot].get();
+  if (!node || !node->alive || node->generation != object.nodeGeneration())
+    return nullptr;
+  return node;
+}
 inline Node* nodeOf(const HObject& object, HStatus* status);
 
 void notify(const Change& change);
@@ -162,10 +212,17 @@ HStatus restoreDynamicAttribute(Node* node, RemovedAttribute& saved);
 HStatus reparentNodeAt(Node* node, Node* parent, size_t position);
 size_t siblingPosition(const Node* node);
 
-// Matrices (DAG nodes only).
+// Matrices (DAG nodes only). Reading a cached world matrix is inline: a
+// solver asks for the same ones many times between writes.
 const HMatrix& localMatrix(const Node* node);
-const HMatrix& worldMatrix(const Node* node);
-const HMatrix& worldInverseMatrix(const Node* node);
+const HMatrix& computeWorldMatrix(const Node* node);
+const HMatrix& computeWorldInverseMatrix(const Node* node);
+inline const HMatrix& worldMatrix(const Node* node) {
+  return node->worldValid ? node->world : computeWorldMatrix(node);
+}
+inline const HMatrix& worldInverseMatrix(const Node* node) {
+  return node->worldInverseValid ? node->worldInverse : computeWorldInverseMatrix(node);
+}
 void invalidateMatrices(Node* node);
 // The components of a DAG node's local transform.
 HTransformationMatrix transformationOf(const Node* node);
@@ -191,6 +248,11 @@ inline HStatus fail(const char* message) {
 }
 inline HStatus invalid(const char* message) {
   return HStatus(HStatus::kInvalidParameter, HString(message));
+}
+// Reports success without building a status when the caller passed none.
+inline void setOk(HStatus* status) {
+  if (status)
+    *status = HStatus();
 }
 inline void setStatus(HStatus* status, const HStatus& value) {
   if (status)

@@ -10,9 +10,12 @@
 
 namespace hostdetail {
 
-Scene& scene() {
-  static Scene* instance = new Scene();  // never destroyed: plug-ins may outlive static teardown
-  return *instance;
+Scene* gScene = nullptr;
+
+Scene& makeScene() {
+  if (!gScene)
+    gScene = new Scene();
+  return *gScene;
 }
 
 // ---------------------------------------------------------------------------
@@ -41,17 +44,6 @@ std::unique_ptr<Block> Block::clone() const {
 
 // ---------------------------------------------------------------------------
 // Nodes
-
-Node* nodeOf(const HObject& object) {
-  std::uint32_t slot = object.nodeSlot();
-  Scene& s = scene();
-  if (slot == 0 || slot >= s.slots.size())
-    return nullptr;
-  Node* node = s.slots[slot].get();
-  if (!node || !node->alive || node->generation != object.nodeGeneration())
-    return nullptr;
-  return node;
-}
 
 DynamicAttribute* Node::findDynamic(const Attribute* top) {
   for (auto& entry : dynamic) {

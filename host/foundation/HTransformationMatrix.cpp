@@ -1,6 +1,9 @@
 #include "HTransformationMatrix.h"
 
+#include <atomic>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "AffineDecomposition.h"
 
@@ -24,9 +27,50 @@ HStatus refuse() {
   return HStatus(HStatus::kInvalidParameter);
 }
 
+// The last matrix decomposed and its components. Solvers decompose the same
+// world matrix again and again while they iterate, and the decomposition is a
+// pure function of the sixteen elements, so a repeat is answered from here
+// with exactly the bits it had the first time. A thread that finds the memo
+// in use by another simply decomposes.
+struct DecompositionMemo {
+  std::atomic<bool> busy{false};
+  bool filled = false;
+  std::uint64_t key[16];
+  HTransformationMatrix value;
+};
+
+DecompositionMemo gLastDecomposition;
+
+bool sameBits(const HMatrix& m, const std::uint64_t (&key)[16]) {
+  std::uint64_t bits[16];
+  std::memcpy(bits, m.matrix, sizeof bits);
+  for (int i = 0; i < 16; ++i) {
+    if (bits[i] != key[i])
+      return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 HTransformationMatrix::HTransformationMatrix(const HMatrix& m) {
+  DecompositionMemo& memo = gLastDecomposition;
+  if (memo.busy.exchange(true, std::memory_order_acquire)) {
+    decompose(m);
+    return;
+  }
+  if (memo.filled && sameBits(m, memo.key)) {
+    *this = memo.value;
+  } else {
+    decompose(m);
+    std::memcpy(memo.key, m.matrix, sizeof memo.key);
+    memo.value = *this;
+    memo.filled = true;
+  }
+  memo.busy.store(false, std::memory_order_release);
+}
+
+void HTransformationMatrix::decompose(const HMatrix& m) {
   hfoundation::AffineParts parts;
   if (!hfoundation::decomposeAffine(m, parts) || !std::isfinite(m.matrix[3][0]) ||
       !std::isfinite(m.matrix[3][1]) || !std::isfinite(m.matrix[3][2])) {

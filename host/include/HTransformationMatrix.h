@@ -150,6 +150,8 @@ class HTransformationMatrix {
     kEulerPlain       // set from a matrix: the plain decomposition of R.
   };
   void rotationChanged(const HQuaternion& newRotation);
+  // The work of the constructor from a matrix, on a default-constructed object.
+  void decompose(const HMatrix& m);
 
   HVector fTranslation;
   HQuaternion fRotation;

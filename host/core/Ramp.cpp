@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <string>
 
 #include "HRampAttribute.h"
 #include "Node.h"
@@ -19,17 +21,25 @@ struct RampChildren {
   int interp = -1;
 };
 
+// True when name is stem followed by suffix. Checked in place: ramps are read
+// on every solve, and building the joined name would allocate each time.
+bool isStemAndSuffix(const std::string& name, const std::string& stem, const char* suffix) {
+  const size_t suffixLength = std::strlen(suffix);
+  return name.size() == stem.size() + suffixLength && name.compare(0, stem.size(), stem) == 0 &&
+         name.compare(stem.size(), suffixLength, suffix) == 0;
+}
+
 bool rampShape(const Attribute* def, RampChildren& children) {
   if (!def || !def->array || def->kind != AttrKind::kCompound || def->numericCompound)
     return false;
   for (size_t i = 0; i < def->children.size(); ++i) {
     const Attribute* child = def->children[i].get();
     bool numeric = child->kind == AttrKind::kNumeric && !child->array;
-    if (child->longName == def->longName + "_Position" && numeric)
+    if (isStemAndSuffix(child->longName, def->longName, "_Position") && numeric)
       children.position = int(i);
-    if (child->longName == def->longName + "_FloatValue" && numeric)
+    if (isStemAndSuffix(child->longName, def->longName, "_FloatValue") && numeric)
       children.value = int(i);
-    if (child->longName == def->longName + "_Interp" && !child->array &&
+    if (isStemAndSuffix(child->longName, def->longName, "_Interp") && !child->array &&
         (child->kind == AttrKind::kEnum || child->kind == AttrKind::kNumeric))
       children.interp = int(i);
   }

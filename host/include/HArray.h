@@ -1,8 +1,11 @@
 #pragma once
 #include <initializer_list>
 #include <ostream>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "HArrayStorage.h"
 #include "HStatus.h"
 
 // The one array template behind every H*Array type. T must be copyable and
@@ -15,10 +18,16 @@
 // kInvalidParameter and leave the array unchanged.
 template <class T>
 class HArray {
+  // Plain-data elements keep short arrays inside the object (see
+  // HArrayStorage.h); others use a vector.
+  using Storage = typename std::conditional<std::is_trivially_copyable<T>::value &&
+                                                std::is_trivially_destructible<T>::value,
+                                            hostarray::SmallStorage<T>, std::vector<T>>::type;
+
  public:
   using value_type = T;
-  using iterator = typename std::vector<T>::iterator;
-  using const_iterator = typename std::vector<T>::const_iterator;
+  using iterator = decltype(std::declval<Storage&>().begin());
+  using const_iterator = decltype(std::declval<const Storage&>().begin());
 
   HArray() = default;
   explicit HArray(unsigned n, const T& init = T()) : fData(n, init) {}
@@ -94,7 +103,7 @@ class HArray {
     return value;
   }
 
-  std::vector<T> fData;
+  Storage fData;
 };
 
 // Writes "[a, b, c]".

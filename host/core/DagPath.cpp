@@ -9,11 +9,6 @@ using namespace hostdetail;
 
 namespace {
 
-Node* dagNodeOf(const HObject& object) {
-  Node* node = nodeOf(object);
-  return node && node->isDag() ? node : nullptr;
-}
-
 #define PATH_OR_FAIL(fallback)                       \
   Node* node = dagNodeOf(fNode);                     \
   if (!node) {                                       \

@@ -222,8 +222,7 @@ using namespace hostdetail;
 namespace {
 
 Node* transformOf(const HObject& object) {
-  Node* node = nodeOf(object);
-  return node && node->isDag() ? node : nullptr;
+  return dagNodeOf(object);
 }
 
 // Writes three components; those that are free are written even when another
@@ -266,11 +265,11 @@ HFnTransform::HFnTransform(const HObject& node, HStatus* status) {
 // A valid path names a DAG node, and every DAG node is a transform here, so
 // the node the path resolves to needs no second look-up.
 HFnTransform::HFnTransform(const HDagPath& path, HStatus* status) {
-  fObject = path.node();  // a null object for a path that names no live node
-  if (fObject.nodeSlot() == 0) {
+  if (!dagNodeOf(path.tipObject())) {
     setStatus(status, invalid("Object is not a transform"));
     return;
   }
+  fObject = path.tipObject();
   setOk(status);
 }
 

@@ -168,6 +168,11 @@ inline Node* nodeOf(const HObject& object) {
   return node;
 }
 inline Node* nodeOf(const HObject& object, HStatus* status);
+// The live DAG node an object names, or null. Every DAG node is a transform.
+inline Node* dagNodeOf(const HObject& object) {
+  Node* node = nodeOf(object);
+  return node && node->type->isDag ? node : nullptr;
+}
 
 void notify(const Change& change);
 bool isPluginObject(const HObject& object);

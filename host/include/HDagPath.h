@@ -43,6 +43,10 @@ class HDagPath {
   static HStatus getAPathTo(const HObject& node, HDagPath& path);
 
   bool operator==(const HDagPath& other) const;
+
+  // Host internals: the node at the path's tip as stored, unchecked (it may
+  // name a deleted node), so that function sets can check it only once.
+  const HObject& tipObject() const { return fNode; }
   bool operator!=(const HDagPath& other) const { return !(*this == other); }
 
  private:

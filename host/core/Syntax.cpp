@@ -23,6 +23,16 @@ bool isFlagName(const char* name) {
   return name != nullptr && name[0] == '-' && std::isalpha(static_cast<unsigned char>(name[1]));
 }
 
+// "-inf", "-nan", "-Infinity": a negative number's spelling, not a flag, so
+// that the command refuses it as a value that is not a number rather than as
+// an unknown flag.
+bool isNegativeNonFiniteWord(const char* word) {
+  std::string rest;
+  for (const char* c = word + 1; *c; ++c)
+    rest += char(std::tolower(static_cast<unsigned char>(*c)));
+  return rest == "inf" || rest == "infinity" || rest == "nan";
+}
+
 bool parseBoolWord(const std::string& word, bool& value) {
   std::string lower;
   for (char c : word)
@@ -221,6 +231,10 @@ HArgParser::HArgParser(const HSyntax& syntax, const HArgList& args, HStatus* sta
       continue;
     }
     const HSyntax::Flag* flag = findFlag(word.asChar());
+    if (!flag && isNegativeNonFiniteWord(word.asChar())) {
+      commandArgIndices.push_back(i);
+      continue;
+    }
     if (!flag) {
       fError = "Invalid flag: " + word.asStdString();
       break;

@@ -53,6 +53,8 @@ TEST_F(SyntaxTest, TypesAreChecked) {
       {"probeSyntax -p 1 2 x 1", "Flag -p: \"x\" is not a number"},
       {"probeSyntax abc", "Argument \"abc\" is not a number"},
       {"probeSyntax 1e999", "Argument \"1e999\" is not a number"},
+      {"probeSyntax -inf", "Argument \"-inf\" is not a number"},
+      {"probeSyntax -NaN", "Argument \"-NaN\" is not a number"},
   };
   for (const Case& c : cases) {
     const std::string err = errorOf(c.command);

@@ -86,29 +86,6 @@ void HTransformationMatrix::decompose(const HMatrix& m) {
   fEulerState = kEulerPlain;
 }
 
-HMatrix HTransformationMatrix::asMatrix() const {
-  // RA, R and JO are multiplied as quaternions (cheaper than three matrices)
-  // and the lower-triangular S * Sh is applied to the rotation's rows.
-  HQuaternion q = fRotation;
-  if (fRotateOrientation != HQuaternion::identity)
-    q = fRotateOrientation * q;
-  if (fJointOrientation != HQuaternion::identity)
-    q = q * fJointOrientation;
-  HMatrix m = q.asMatrix();
-  double(&a)[4][4] = m.matrix;
-  const double xy = fShear[0], xz = fShear[1], yz = fShear[2];
-  for (int c = 0; c < 3; ++c) {
-    const double r0 = a[0][c], r1 = a[1][c], r2 = a[2][c];
-    a[0][c] = fScale[0] * r0;
-    a[1][c] = fScale[1] * (xy * r0 + r1);
-    a[2][c] = fScale[2] * (xz * r0 + yz * r1 + r2);
-  }
-  a[3][0] = fTranslation.x;
-  a[3][1] = fTranslation.y;
-  a[3][2] = fTranslation.z;
-  return m;
-}
-
 HMatrix HTransformationMatrix::asRotateMatrix() const {
   return (fRotateOrientation * fRotation * fJointOrientation).asMatrix();
 }
@@ -191,18 +168,6 @@ HStatus HTransformationMatrix::setRotation(const HEulerRotation& rotation) {
   return HStatus::kSuccess;
 }
 
-void HTransformationMatrix::rotationChanged(const HQuaternion& newRotation) {
-  // The angles held now become the reference that the new angles are kept
-  // closest to; an existing reference is kept (see rotateBy).
-  if (fEulerState == kEulerExact) {
-    fEulerState = kEulerNear;
-  } else if (fEulerState == kEulerPlain) {
-    fReference = fRotation;
-    fEulerState = kEulerNearPlain;
-  }
-  fRotation = newRotation.normal();
-}
-
 HStatus HTransformationMatrix::setRotation(const HQuaternion& q) {
   rotationChanged(q);
   return HStatus::kSuccess;
@@ -225,33 +190,6 @@ HStatus HTransformationMatrix::setRotationOrder(RotationOrder order, bool reorde
   HEulerRotation e = eulerRotation();
   e.order = toEulerOrder(order);
   return setRotation(e);
-}
-
-HTransformationMatrix& HTransformationMatrix::rotateBy(const HQuaternion& q, HSpace::Space space,
-                                                       HStatus* status) {
-  const HQuaternion u = q.normal();
-  HQuaternion r;
-  switch (space) {
-    case HSpace::kPreTransform:
-      r = u * fRotation;
-      break;
-    case HSpace::kTransform:
-      r = fRotation * u;
-      break;
-    case HSpace::kPostTransform:
-    case HSpace::kWorld:
-      // R' * JO = R * JO * q: q follows the joint orientation.
-      r = fRotation * fJointOrientation * u * fJointOrientation.conjugate();
-      break;
-    default:
-      if (status)
-        *status = refuse();
-      return *this;
-  }
-  rotationChanged(r);
-  if (status)
-    *status = HStatus::kSuccess;
-  return *this;
 }
 
 HStatus HTransformationMatrix::getScale(double scale[3], HSpace::Space space) const {

@@ -36,7 +36,10 @@ double componentValue(const Node* node, int slot) {
   return value;
 }
 
-void components(const Node* node, int slot, double out[3]) {
+// Small helpers of every transform read, kept inline in them.
+#define HOT_INLINE [[gnu::always_inline]] inline
+
+HOT_INLINE void components(const Node* node, int slot, double out[3]) {
   if (node->incomingConnections == 0) {
     std::memcpy(out, node->values.numbers.data() + slot, 3 * sizeof(double));
     return;
@@ -63,7 +66,7 @@ HQuaternion eulerXYZ(const double angles[3]) {
 // Compared as bit patterns, so that -0.0 and 0.0 count as different inputs:
 // they can lead to results that differ in sign.
 template <int kCount>
-bool sameBits(const double* a, const double* b) {
+HOT_INLINE bool sameBits(const double* a, const double* b) {
   int i = 0;
   std::uint64_t differ = 0;
 #if defined(__SSE2__)
@@ -86,14 +89,15 @@ bool sameBits(const double* a, const double* b) {
   return differ == 0;
 }
 
-TransformMemo& memoOf(const Node* node) {
+HOT_INLINE TransformMemo& memoOf(const Node* node) {
   if (!node->transformMemo)
     node->transformMemo = std::make_unique<TransformMemo>();
   return *node->transformMemo;
 }
 
 // The memoised conversion of three XYZ Euler angles.
-const HQuaternion& orientation(TransformMemo::Orientation& memo, const double angles[3]) {
+HOT_INLINE const HQuaternion& orientation(TransformMemo::Orientation& memo,
+                                          const double angles[3]) {
   if (!memo.filled || !sameBits<3>(memo.angles, angles)) {
     std::memcpy(memo.angles, angles, sizeof memo.angles);
     memo.quaternion = eulerXYZ(angles);

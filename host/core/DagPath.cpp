@@ -9,12 +9,12 @@ using namespace hostdetail;
 
 namespace {
 
-#define PATH_OR_FAIL(fallback)                       \
-  Node* node = dagNodeOf(fNode);                     \
-  if (!node) {                                       \
-    setStatus(status, invalid("Path is not valid")); \
-    return fallback;                                 \
-  }                                                  \
+#define PATH_OR_FAIL(fallback)                  \
+  Node* node = dagNodeOf(fNode);                \
+  if (!node) {                                  \
+    assignInvalid(status, "Path is not valid"); \
+    return fallback;                            \
+  }                                             \
   setOk(status);
 
 }  // namespace

@@ -249,12 +249,12 @@ HStatus setAngles(Node* node, const HEulerRotation& rotation) {
 
 }  // namespace
 
-#define TRANSFORM_OR_FAIL(fallback)                \
-  Node* node = transformOf(fObject);               \
-  if (!node) {                                     \
-    setStatus(status, invalid("Not a transform")); \
-    return fallback;                               \
-  }                                                \
+#define TRANSFORM_OR_FAIL(fallback)           \
+  Node* node = transformOf(fObject);          \
+  if (!node) {                                \
+    assignInvalid(status, "Not a transform"); \
+    return fallback;                          \
+  }                                           \
   setOk(status);
 
 #define TRANSFORM_OR_RETURN          \

@@ -254,10 +254,14 @@ inline HStatus fail(const char* message) {
 inline HStatus invalid(const char* message) {
   return HStatus(HStatus::kInvalidParameter, HString(message));
 }
+// Out of line, so that the hot queries that report through them keep no
+// string handling of their own.
+void assignOk(HStatus* status);
+[[gnu::cold]] void assignInvalid(HStatus* status, const char* message);
 // Reports success without building a status when the caller passed none.
 inline void setOk(HStatus* status) {
   if (status)
-    *status = HStatus();
+    assignOk(status);
 }
 inline void setStatus(HStatus* status, const HStatus& value) {
   if (status)

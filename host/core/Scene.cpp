@@ -77,6 +77,15 @@ bool Node::owns(const Attribute* attribute) const {
 // ---------------------------------------------------------------------------
 // Change notification
 
+void assignOk(HStatus* status) {
+  *status = HStatus();
+}
+
+void assignInvalid(HStatus* status, const char* message) {
+  if (status)
+    *status = invalid(message);
+}
+
 void notify(const Change& change) {
   Scene& s = scene();
   // Listeners may add or remove listeners; walk by index over a stable count.

@@ -114,6 +114,8 @@ const double kNoJointOrient[3] = {0.0, 0.0, 0.0};
 }  // namespace
 
 HTransformationMatrix transformationOf(const Node* node) {
+  if (node->transformCurrent && node->incomingConnections == 0)
+    return node->transformMemo->entries[node->transformMemo->last].transformation;
   // The values the transformation is built from: straight from the node's
   // block, or read through its connections into `read`.
   const int jointOrientSlot = node->type->jointOrientSlot;
@@ -140,6 +142,7 @@ HTransformationMatrix transformationOf(const Node* node) {
     if (sameBits<kTransformInputs>(key.transform, values) &&
         sameBits<3>(key.jointOrient, jointOrient)) {
       memo.last = e;
+      node->transformCurrent = node->incomingConnections == 0;
       return memo.entries[e].transformation;
     }
   }
@@ -165,6 +168,7 @@ HTransformationMatrix transformationOf(const Node* node) {
   memo.last = e;
   if (memo.filled < 2)
     ++memo.filled;
+  node->transformCurrent = node->incomingConnections == 0;
   return tm;
 }
 

@@ -107,6 +107,10 @@ struct Node {
   // Matrix cache. A node whose world matrix is valid has valid ancestors, so
   // invalidation stops at nodes that are already invalid.
   mutable bool localValid = false;
+  // The memo's last entry holds this node's transformation as it stands:
+  // cleared with localValid by every write, and only set while the node has
+  // no incoming connections, whose sources change without writing here.
+  mutable bool transformCurrent = false;
   mutable bool worldValid = false;
   mutable bool worldInverseValid = false;
   mutable HMatrix local;

@@ -184,6 +184,7 @@ void invalidateWorld(Node* node) {
 
 void invalidateMatrices(Node* node) {
   node->localValid = false;
+  node->transformCurrent = false;
   if (!node->worldValid && !node->worldInverseValid)
     return;
   invalidateWorld(node);

@@ -91,8 +91,13 @@ struct DynamicAttribute {
 struct Node {
   std::uint32_t slot = 0;
   std::uint32_t generation = 0;
-  bool alive = true;
+  bool alive = true;  // changed through setAlive only
   const NodeType* type = nullptr;
+  // The generation with the alive and DAG flags above it, so that resolving
+  // an object to its node takes one compare (see nodeOf). Zero while dead.
+  std::uint64_t lookupKey = 0;
+  static constexpr std::uint64_t kAliveBit = std::uint64_t(1) << 32;
+  static constexpr std::uint64_t kDagBit = std::uint64_t(1) << 33;
   std::string name;
 
   Block values;  // static attributes
@@ -124,6 +129,10 @@ struct Node {
   unsigned outgoingConnections = 0;
 
   bool isDag() const { return type->isDag; }
+  void setAlive(bool value) {
+    alive = value;
+    lookupKey = value ? (generation | kAliveBit | (type->isDag ? kDagBit : 0)) : 0;
+  }
   HObject object() const { return HObject::fromNode(slot, generation); }
   DynamicAttribute* findDynamic(const Attribute* top);
   // Attribute of this node by long or short name, any depth.
@@ -161,21 +170,25 @@ inline Scene& scene() {
 }
 
 // The live node an object names, or null.
-inline Node* nodeOf(const HObject& object) {
+// Slot 0 holds no node, so a null object needs no test of its own.
+inline Node* slotNode(const HObject& object) {
   const std::uint32_t slot = object.nodeSlot();
   const Scene& s = scene();
-  if (slot == 0 || slot >= s.slots.size())
-    return nullptr;
-  Node* node = s.slots[slot].get();
-  if (!node || !node->alive || node->generation != object.nodeGeneration())
+  return slot < s.slots.size() ? s.slots[slot].get() : nullptr;
+}
+inline Node* nodeOf(const HObject& object) {
+  Node* node = slotNode(object);
+  if (!node || (node->lookupKey & ~Node::kDagBit) != (object.nodeGeneration() | Node::kAliveBit))
     return nullptr;
   return node;
 }
 inline Node* nodeOf(const HObject& object, HStatus* status);
 // The live DAG node an object names, or null. Every DAG node is a transform.
 inline Node* dagNodeOf(const HObject& object) {
-  Node* node = nodeOf(object);
-  return node && node->type->isDag ? node : nullptr;
+  Node* node = slotNode(object);
+  if (!node || node->lookupKey != (object.nodeGeneration() | Node::kAliveBit | Node::kDagBit))
+    return nullptr;
+  return node;
 }
 
 void notify(const Change& change);

@@ -215,6 +215,7 @@ HObject createNode(const std::string& typeName, const std::string& name, const H
   node->slot = std::uint32_t(s.slots.size());
   node->generation = s.nextGeneration++;
   node->type = type;
+  node->setAlive(true);
   node->name = uniqueNodeName(name, type->namePrefix);
   node->values.init(type->staticLayout);
   s.slots.push_back(std::move(owned));
@@ -278,7 +279,7 @@ DetachedNodes detachNode(Node* node) {
     auto named = s.byName.find(n->name);
     if (named != s.byName.end() && named->second == n)
       s.byName.erase(named);
-    n->alive = false;
+    n->setAlive(false);
     detached.slots.push_back(n->slot);
   }
   return detached;
@@ -313,7 +314,7 @@ HStatus restoreNodes(DetachedNodes& detached) {
       return fail("Parent of the node no longer exists");
   }
   for (Node* n : nodes) {
-    n->alive = true;
+    n->setAlive(true);
     if (s.byName.count(n->name))
       n->name = uniqueNodeName(n->name, n->type->namePrefix);
     s.byName[n->name] = n;

@@ -68,10 +68,14 @@ bool HMatrix::isSingular() const {
 }
 
 HMatrix HMatrix::inverse() const {
-  if (isSingular())
+  // The test of isSingular, sharing its minors with the inverse.
+  if (!isFinite())
     return HMatrix();
   const Minors n(matrix);
-  const double inv = 1.0 / n.det();
+  const double det = n.det();
+  if (!(std::fabs(det) > 1e-14 * rowLengthProduct(matrix)))
+    return HMatrix();
+  const double inv = 1.0 / det;
   const double(&a)[4][4] = matrix;
   HMatrix r;
   double(&b)[4][4] = r.matrix;

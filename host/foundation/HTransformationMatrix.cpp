@@ -234,11 +234,13 @@ HStatus HTransformationMatrix::setShear(const double shear[3], HSpace::Space spa
 
 HStatus HTransformationMatrix::setRotateOrientation(const HQuaternion& q) {
   fRotateOrientation = q.normal();
+  fHasRotateOrientation = fRotateOrientation != HQuaternion::identity;
   return HStatus::kSuccess;
 }
 
 HStatus HTransformationMatrix::setJointOrientation(const HQuaternion& q) {
   fJointOrientation = q.normal();
+  fHasJointOrientation = fJointOrientation != HQuaternion::identity;
   return HStatus::kSuccess;
 }
 

@@ -162,6 +162,10 @@ class HTransformationMatrix {
   HQuaternion fRotateOrientation;
   HQuaternion fJointOrientation;
   EulerState fEulerState = kEulerExact;
+  // Whether RA and JO differ from the identity, kept by their setters so that
+  // asMatrix, which runs many times per solve, tests a flag.
+  bool fHasRotateOrientation = false;
+  bool fHasJointOrientation = false;
 };
 
 // Inline: a solver composes rotations onto transformations and turns them into
@@ -171,9 +175,9 @@ inline HMatrix HTransformationMatrix::asMatrix() const {
   // RA, R and JO are multiplied as quaternions (cheaper than three matrices)
   // and the lower-triangular S * Sh is applied to the rotation's rows.
   HQuaternion q = fRotation;
-  if (fRotateOrientation != HQuaternion::identity)
+  if (fHasRotateOrientation)
     q = fRotateOrientation * q;
-  if (fJointOrientation != HQuaternion::identity)
+  if (fHasJointOrientation)
     q = q * fJointOrientation;
   HMatrix m = q.asMatrix();
   double(&a)[4][4] = m.matrix;

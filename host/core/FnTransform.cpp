@@ -277,7 +277,9 @@ HFnTransform::HFnTransform(const HDagPath& path, HStatus* status) {
     setStatus(status, invalid("Object is not a transform"));
     return;
   }
-  fObject = path.tipObject();
+  // A path's tip names a node, never an attribute, so only its slot and
+  // generation need copying.
+  fObject = HObject::fromNode(path.tipObject().nodeSlot(), path.tipObject().nodeGeneration());
   setOk(status);
 }
 

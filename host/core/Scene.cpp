@@ -732,13 +732,6 @@ using namespace hostdetail;
 
 const HObject HObject::kNullObj;
 
-HObject HObject::fromNode(std::uint32_t slot, std::uint32_t generation) {
-  HObject object;
-  object.fSlot = slot;
-  object.fGeneration = generation;
-  return object;
-}
-
 HObject HObject::fromAttribute(std::shared_ptr<hostdetail::Attribute> attribute) {
   HObject object;
   object.fAttribute = std::move(attribute);

@@ -34,7 +34,12 @@ class HObject {
   std::uint32_t nodeSlot() const { return fSlot; }
   std::uint32_t nodeGeneration() const { return fGeneration; }
   const std::shared_ptr<hostdetail::Attribute>& attributeDef() const { return fAttribute; }
-  static HObject fromNode(std::uint32_t slot, std::uint32_t generation);
+  static HObject fromNode(std::uint32_t slot, std::uint32_t generation) {
+    HObject object;
+    object.fSlot = slot;
+    object.fGeneration = generation;
+    return object;
+  }
   static HObject fromAttribute(std::shared_ptr<hostdetail::Attribute> attribute);
 
  private:

@@ -49,7 +49,7 @@ PlugState resolve(const HPlug& plug, PlugRef& ref) {
 }
 
 Block* findBlock(const PlugRef& ref, const std::vector<unsigned>& indices, bool create) {
-  const Attribute* chain[kMaxDepth];
+  const Attribute* chain[kMaxDepth] = {};
   unsigned depth = chainOf(ref.attribute, chain);
   Block* block = topBlock(ref.node, chain[0]);
   size_t k = 0;
@@ -73,7 +73,7 @@ Block* findBlock(const PlugRef& ref, const std::vector<unsigned>& indices, bool 
 }
 
 bool isLockedEffective(const PlugRef& ref, const std::vector<unsigned>& indices, bool ownOnly) {
-  const Attribute* chain[kMaxDepth];
+  const Attribute* chain[kMaxDepth] = {};
   unsigned depth = chainOf(ref.attribute, chain);
   Block* block = topBlock(ref.node, chain[0]);
   if (!block)
@@ -448,7 +448,7 @@ std::string plugText(const HPlug& plug, bool withNode, bool longNames) {
   PlugRef ref;
   if (resolve(plug, ref) == PlugState::kInvalid)
     return std::string();
-  const Attribute* chain[kMaxDepth];
+  const Attribute* chain[kMaxDepth] = {};
   unsigned depth = chainOf(ref.attribute, chain);
   const auto& indices = plugIndices(plug);
   std::string out = withNode ? ref.node->name + "." : std::string();
@@ -529,7 +529,7 @@ HPlug plugFromName(const HObject& object, const std::string& text, HStatus* stat
   }
   const Attribute* target = pieces.back().first;
   HPlug plug(object, HObject::fromAttribute(const_cast<Attribute*>(target)->shared_from_this()));
-  const Attribute* chain[kMaxDepth];
+  const Attribute* chain[kMaxDepth] = {};
   unsigned depth = chainOf(target, chain);
   std::vector<unsigned> indices;
   for (unsigned i = 0; i < depth; ++i) {

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "CoreTestUtil.h"
+#include "HDGModifier.h"
 #include "HQuaternion.h"
 #include "HTransformationMatrix.h"
 
@@ -126,6 +127,31 @@ TEST_F(TransformMemoTest, ConnectedValuesAreReadThroughTheirSource) {
     expectFresh(driven, "through the connection");
     EXPECT_EQ(value(driven, "rax"), v);
   }
+}
+
+// A node read many times in a row is answered without looking at its values
+// again; a connection made or broken, and an undone write, must still show.
+TEST_F(TransformMemoTest, ReadsFollowConnectionsBrokenAndWritesUndone) {
+  const HObject driver = create("transform");
+  const HObject driven = create("joint");
+  ASSERT_TRUE(succeeded(plug(driven, "ry").setValue(0.75)));
+  expectFresh(driven, "before the connection");
+  ASSERT_TRUE(succeeded(plug(driver, "ry").setValue(-1.5)));
+  ASSERT_TRUE(succeeded(hostdetail::connectPlugs(plug(driver, "ry"), plug(driven, "ry"))));
+  expectFresh(driven, "connected");
+  EXPECT_EQ(HFnTransform(driven).transformation().eulerRotation().y, -1.5);
+  ASSERT_TRUE(succeeded(hostdetail::disconnectPlugs(plug(driver, "ry"), plug(driven, "ry"))));
+  expectFresh(driven, "disconnected");
+  expectFresh(driven, "disconnected, read again");
+
+  HDGModifier modifier;
+  ASSERT_TRUE(succeeded(modifier.newPlugValueDouble(plug(driven, "rz"), 0.5)));
+  ASSERT_TRUE(succeeded(modifier.doIt()));
+  expectFresh(driven, "written");
+  EXPECT_EQ(HFnTransform(driven).transformation().eulerRotation().z, 0.5);
+  ASSERT_TRUE(succeeded(modifier.undoIt()));
+  expectFresh(driven, "undone");
+  EXPECT_EQ(HFnTransform(driven).transformation().eulerRotation().z, 0.0);
 }
 
 TEST_F(TransformMemoTest, RepeatedDecompositionsGiveTheFirstResult) {

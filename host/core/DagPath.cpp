@@ -76,14 +76,39 @@ HString HDagPath::partialPathName(HStatus* status) const {
   return HString(node->name);  // names are unique, so the name alone is unambiguous
 }
 
+namespace {
+
+// The world matrix (or its inverse) of a path's tip when it has to be
+// computed or a status reported: kept apart so that the cached case makes no
+// call and saves no registers.
+[[gnu::noinline]] HMatrix tipWorldMatrix(const HObject& tip, bool inverse, HStatus* status) {
+  Node* node = dagNodeOf(tip);
+  if (!node) {
+    assignInvalid(status, "Path is not valid");
+    return HMatrix();
+  }
+  setOk(status);
+  return inverse ? worldInverseMatrix(node) : worldMatrix(node);
+}
+
+}  // namespace
+
 HMatrix HDagPath::inclusiveMatrix(HStatus* status) const {
-  PATH_OR_FAIL(HMatrix());
-  return worldMatrix(node);
+  if (!status) {
+    const Node* node = dagNodeOf(fNode);
+    if (node && node->worldValid)
+      return node->world;
+  }
+  return tipWorldMatrix(fNode, false, status);
 }
 
 HMatrix HDagPath::inclusiveMatrixInverse(HStatus* status) const {
-  PATH_OR_FAIL(HMatrix());
-  return worldInverseMatrix(node);
+  if (!status) {
+    const Node* node = dagNodeOf(fNode);
+    if (node && node->worldInverseValid)
+      return node->worldInverse;
+  }
+  return tipWorldMatrix(fNode, true, status);
 }
 
 HMatrix HDagPath::exclusiveMatrix(HStatus* status) const {

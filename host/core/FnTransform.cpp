@@ -113,9 +113,7 @@ const double kNoJointOrient[3] = {0.0, 0.0, 0.0};
 
 }  // namespace
 
-HTransformationMatrix transformationOf(const Node* node) {
-  if (node->transformCurrent && node->incomingConnections == 0)
-    return node->transformMemo->entries[node->transformMemo->last].transformation;
+HTransformationMatrix buildTransformation(const Node* node) {
   // The values the transformation is built from: straight from the node's
   // block, or read through its connections into `read`.
   const int jointOrientSlot = node->type->jointOrientSlot;
@@ -233,6 +231,10 @@ Node* transformOf(const HObject& object) {
   return dagNodeOf(object);
 }
 
+[[gnu::noinline, gnu::cold]] void refuseObject(HStatus* status) {
+  setStatus(status, invalid("Object is not a transform"));
+}
+
 // Writes three components; those that are free are written even when another
 // is locked, and the status then reports the refusal.
 HStatus setThree(Node* node, int slot, const double values[3]) {
@@ -274,7 +276,7 @@ HFnTransform::HFnTransform(const HObject& node, HStatus* status) {
 // the node the path resolves to needs no second look-up.
 HFnTransform::HFnTransform(const HDagPath& path, HStatus* status) {
   if (!dagNodeOf(path.tipObject())) {
-    setStatus(status, invalid("Object is not a transform"));
+    refuseObject(status);
     return;
   }
   // A path's tip names a node, never an attribute, so only its slot and
@@ -469,11 +471,34 @@ HStatus HFnTransform::rotateBy(const HQuaternion& rotation, HSpace::Space space)
   return setThree(node, kSlotRotate, values);
 }
 
-HQuaternion HFnTransform::rotateOrientation(HSpace::Space, HStatus* status) const {
-  TRANSFORM_OR_FAIL(HQuaternion());
+namespace {
+
+[[gnu::noinline]] HQuaternion rotateOrientationOf(const HObject& object, HStatus* status) {
+  Node* node = transformOf(object);
+  if (!node) {
+    assignInvalid(status, "Not a transform");
+    return HQuaternion();
+  }
+  setOk(status);
   double angles[3];
   components(node, kSlotRotateAxis, angles);
   return orientation(memoOf(node).rotateAxis, angles);
+}
+
+}  // namespace
+
+HQuaternion HFnTransform::rotateOrientation(HSpace::Space, HStatus* status) const {
+  // Asked for again and again with nothing changed in between: answered
+  // without a call while the remembered angles are the node's own.
+  if (!status) {
+    const Node* node = dagNodeOf(fObject);
+    if (node && node->incomingConnections == 0 && node->transformMemo) {
+      const TransformMemo::Orientation& memo = node->transformMemo->rotateAxis;
+      if (memo.filled && sameBits<3>(memo.angles, node->values.numbers.data() + kSlotRotateAxis))
+        return memo.quaternion;
+    }
+  }
+  return rotateOrientationOf(fObject, status);
 }
 
 // balance (keeping the world pose by compensating the rotation) is not done:

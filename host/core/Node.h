@@ -170,11 +170,12 @@ inline Scene& scene() {
 }
 
 // The live node an object names, or null.
-// Slot 0 holds no node, so a null object needs no test of its own.
+// Slot 0 holds no node, so a null object needs no test of its own; before
+// the scene exists no object names a node, so it is not made here.
 inline Node* slotNode(const HObject& object) {
   const std::uint32_t slot = object.nodeSlot();
-  const Scene& s = scene();
-  return slot < s.slots.size() ? s.slots[slot].get() : nullptr;
+  const Scene* s = gScene;
+  return s && slot < s->slots.size() ? s->slots[slot].get() : nullptr;
 }
 inline Node* nodeOf(const HObject& object) {
   Node* node = slotNode(object);
@@ -246,8 +247,14 @@ inline const HMatrix& worldInverseMatrix(const Node* node) {
   return node->worldInverseValid ? node->worldInverse : computeWorldInverseMatrix(node);
 }
 void invalidateMatrices(Node* node);
-// The components of a DAG node's local transform.
-HTransformationMatrix transformationOf(const Node* node);
+// The components of a DAG node's local transform: inline while the memo is
+// known to be current, built (or found by its inputs) otherwise.
+HTransformationMatrix buildTransformation(const Node* node);
+inline HTransformationMatrix transformationOf(const Node* node) {
+  if (node->transformCurrent && node->incomingConnections == 0)
+    return node->transformMemo->entries[node->transformMemo->last].transformation;
+  return buildTransformation(node);
+}
 // Writes a number into a transform slot of a DAG node, with the same checks
 // and notifications as a plug write (locks, connections). Returns false when
 // refused.

@@ -42,13 +42,14 @@ struct DecompositionMemo {
 DecompositionMemo gLastDecomposition;
 
 bool sameBits(const HMatrix& m, const std::uint64_t (&key)[16]) {
+  // All sixteen words at once, without an early exit: a repeat is the
+  // common case, and then every word has to be looked at anyway.
   std::uint64_t bits[16];
   std::memcpy(bits, m.matrix, sizeof bits);
-  for (int i = 0; i < 16; ++i) {
-    if (bits[i] != key[i])
-      return false;
-  }
-  return true;
+  std::uint64_t differ = 0;
+  for (int i = 0; i < 16; ++i)
+    differ |= bits[i] ^ key[i];
+  return differ == 0;
 }
 
 }  // namespace

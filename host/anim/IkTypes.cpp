@@ -86,10 +86,7 @@ HStatus writeThree(Node* node, const char* firstLeaf, const double values[3]) {
     if (!std::isfinite(values[i]))
       return invalid("Value is not finite");
   }
-  bool all = true;
-  for (int i = 0; i < 3; ++i)
-    all = setTransformValue(node, slot + i, values[i]) && all;
-  return all ? ok() : fail("A component is locked or connected");
+  return setTransformValues(node, slot, values) ? ok() : fail("A component is locked or connected");
 }
 
 }  // namespace hostdetail

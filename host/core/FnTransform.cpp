@@ -198,6 +198,26 @@ const HMatrix& computeWorldInverseMatrix(const Node* node) {
   return node->worldInverse;
 }
 
+namespace {
+
+enum class Stored { kRefused, kUnchanged, kChanged };
+
+// Stores a number in a transform slot of a node without incoming connections,
+// with the lock checks of a plug write; the caller reports the change.
+Stored storeTransformValue(Node* node, const Attribute* leaf, int slot, double value) {
+  const auto& locks = node->values.locks;
+  if (locks[size_t(leaf->lockSlot)] || (leaf->parent && locks[size_t(leaf->parent->lockSlot)]))
+    return Stored::kRefused;
+  double& stored = node->values.numbers[size_t(slot)];
+  value = normaliseNumber(leaf->numericType, value);
+  if (stored == value)
+    return Stored::kUnchanged;  // an unchanged value dirties nothing
+  stored = value;
+  return Stored::kChanged;
+}
+
+}  // namespace
+
 bool setTransformValue(Node* node, int slot, double value) {
   if (!std::isfinite(value))
     return false;
@@ -209,16 +229,36 @@ bool setTransformValue(Node* node, int slot, double value) {
                HObject::fromAttribute(const_cast<Attribute*>(leaf)->shared_from_this()));
     return writeNumber(plug, value).statusCode() == HStatus::kSuccess;
   }
-  const auto& locks = node->values.locks;
-  if (locks[size_t(leaf->lockSlot)] || (leaf->parent && locks[size_t(leaf->parent->lockSlot)]))
-    return false;
-  double& stored = node->values.numbers[size_t(slot)];
-  value = normaliseNumber(leaf->numericType, value);
-  if (stored == value)
-    return true;  // an unchanged value dirties nothing
-  stored = value;
-  afterWrite(node, leaf);
-  return true;
+  const Stored result = storeTransformValue(node, leaf, slot, value);
+  if (result == Stored::kChanged)
+    afterWrite(node, leaf);
+  return result != Stored::kRefused;
+}
+
+bool setTransformValues(Node* node, int slot, const double values[3]) {
+  if (node->incomingConnections) {
+    bool allWritten = true;
+    for (int i = 0; i < 3; ++i)
+      allWritten = setTransformValue(node, slot + i, values[i]) && allWritten;
+    return allWritten;
+  }
+  // One report for the components that changed: listeners are told of the
+  // leaf when only one did, of its compound parent when more did.
+  bool allWritten = true;
+  const Attribute* changed = nullptr;
+  for (int i = 0; i < 3; ++i) {
+    const Attribute* leaf = staticLeafAt(node->type, slot + i);
+    const Stored result = leaf && std::isfinite(values[i])
+                              ? storeTransformValue(node, leaf, slot + i, values[i])
+                              : Stored::kRefused;
+    if (result == Stored::kRefused)
+      allWritten = false;
+    else if (result == Stored::kChanged)
+      changed = changed && changed != leaf && leaf->parent ? leaf->parent : leaf;
+  }
+  if (changed)
+    afterWrite(node, changed);
+  return allWritten;
 }
 
 }  // namespace hostdetail
@@ -242,10 +282,7 @@ HStatus setThree(Node* node, int slot, const double values[3]) {
     if (!std::isfinite(values[i]))
       return invalid("Value is not finite");
   }
-  bool allWritten = true;
-  for (int i = 0; i < 3; ++i)
-    allWritten = setTransformValue(node, slot + i, values[i]) && allWritten;
-  return allWritten ? ok() : fail("A component is locked or connected");
+  return setTransformValues(node, slot, values) ? ok() : fail("A component is locked or connected");
 }
 
 HStatus setAngles(Node* node, const HEulerRotation& rotation) {

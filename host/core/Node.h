@@ -259,6 +259,9 @@ inline HTransformationMatrix transformationOf(const Node* node) {
 // and notifications as a plug write (locks, connections). Returns false when
 // refused.
 bool setTransformValue(Node* node, int slot, double value);
+// Writes three consecutive transform slots as setTransformValue does each,
+// telling listeners once; false when any component was refused.
+bool setTransformValues(Node* node, int slot, const double values[3]);
 // The leaf attribute behind a static number slot of the node's type.
 const Attribute* staticLeafAt(const NodeType* type, int numSlot);
 

@@ -1,8 +1,10 @@
 // World matrices, their cache, and the transform function set.
 
 #include <random>
+#include <string>
 #include <vector>
 
+#include "../../host/core/Attribute.h"
 #include "CoreTestUtil.h"
 #include "HFnDagNode.h"
 #include "HQuaternion.h"
@@ -269,6 +271,46 @@ TEST_F(TransformFnTest, LockedComponentsRefuseFunctionSetWrites) {
   double nan3[3] = {NAN, 0, 0};
   EXPECT_FALSE(succeeded(fn.setScale(nan3)));
   EXPECT_EQ(value(node, "sx"), 1.0);
+}
+
+// A three-component write stores the free components, refuses the locked
+// one, and tells listeners once: of the leaf when one component changed, of
+// the compound when more did, not at all when none did.
+TEST_F(TransformFnTest, ThreeComponentWritesAreReportedOnce) {
+  struct Heard {
+    std::vector<std::string> names;
+    static void listen(const hostdetail::Change& change, void* data) {
+      if (change.kind == hostdetail::ChangeKind::kValueChanged && change.attribute)
+        static_cast<Heard*>(data)->names.push_back(change.attribute->longName);
+    }
+  } heard;
+  HObject node = create("transform");
+  HFnTransform fn(node);
+  const int id = hostdetail::addChangeListener(&Heard::listen, &heard);
+
+  double r[3] = {0.5, -0.25, 1.0};
+  EXPECT_TRUE(succeeded(fn.setRotation(r, HTransformationMatrix::kXYZ)));
+  EXPECT_EQ(heard.names, std::vector<std::string>{"rotate"});
+
+  heard.names.clear();
+  EXPECT_TRUE(succeeded(fn.setRotation(r, HTransformationMatrix::kXYZ)));
+  EXPECT_TRUE(heard.names.empty());
+
+  r[1] = 0.75;
+  EXPECT_TRUE(succeeded(fn.setRotation(r, HTransformationMatrix::kXYZ)));
+  EXPECT_EQ(heard.names, std::vector<std::string>{"rotateY"});
+
+  heard.names.clear();
+  ASSERT_TRUE(succeeded(plug(node, "tx").setLocked(true)));
+  heard.names.clear();
+  EXPECT_FALSE(succeeded(fn.setTranslation(HVector(1.0, 2.0, 3.0), HSpace::kTransform)));
+  EXPECT_EQ(value(node, "tx"), 0.0);
+  EXPECT_EQ(value(node, "ty"), 2.0);
+  EXPECT_EQ(value(node, "tz"), 3.0);
+  EXPECT_EQ(heard.names, std::vector<std::string>{"translate"});
+  // The world matrix follows the written components.
+  EXPECT_EQ(pathTo(node).inclusiveMatrix().matrix[3][2], 3.0);
+  hostdetail::removeChangeListener(id);
 }
 
 class DagPathTest : public SceneTest {};

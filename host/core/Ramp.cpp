@@ -60,8 +60,36 @@ struct Entry {
   int interp;
 };
 
+// A ramp of a node that nothing feeds is read straight from its element
+// blocks, as the element plugs would read it: a solver reads its ramp on
+// every solve.
+bool readStoredEntries(const HPlug& plug, const RampChildren& c, std::vector<Entry>& entries) {
+  PlugRef ref;
+  if (resolve(plug, ref) != PlugState::kArray || ref.node->incomingConnections != 0)
+    return false;
+  const Block* block = findBlock(ref, plugIndices(plug), false);
+  if (!block)
+    return true;
+  const auto& children = ref.attribute->children;
+  const size_t position = size_t(children[size_t(c.position)]->numSlot);
+  const size_t value = size_t(children[size_t(c.value)]->numSlot);
+  const size_t interp = size_t(children[size_t(c.interp)]->numSlot);
+  const auto& elements = block->arrays[size_t(ref.attribute->arraySlot)];
+  entries.reserve(elements.size());
+  for (const auto& element : elements) {
+    const std::vector<double>& numbers = element.second->numbers;
+    entries.push_back(Entry{element.first,
+                            float(normaliseNumber(HFnNumericData::kFloat, numbers[position])),
+                            float(normaliseNumber(HFnNumericData::kFloat, numbers[value])),
+                            int(normaliseNumber(HFnNumericData::kInt, numbers[interp]))});
+  }
+  return true;
+}
+
 std::vector<Entry> readEntries(const HPlug& plug, const RampChildren& c) {
   std::vector<Entry> entries;
+  if (readStoredEntries(plug, c, entries))
+    return entries;
   HIntArray indices;
   plug.getExistingArrayAttributeIndices(indices);
   for (unsigned i = 0; i < indices.length(); ++i) {

@@ -136,6 +136,28 @@ TEST_F(RampTest, EntriesRoundTrip) {
   EXPECT_EQ(interps[1], 0);
 }
 
+// A field fed by a connection reads its source; the others, and the field
+// once the connection is gone, read what the ramp stores.
+TEST_F(RampTest, FieldsFedByConnectionsReadTheirSource) {
+  HRampAttribute ramp = rampWith({0.0f, 0.5f}, {0.25f, 0.75f}, HRampAttribute::kLinear);
+  const HObject driver = create("transform", "driver");
+  ASSERT_TRUE(succeeded(plug(driver, "tx").setValue(0.625)));
+  const HPlug fed = plug(fNode, "curve").elementByLogicalIndex(1).child(1u);
+  ASSERT_TRUE(succeeded(hostdetail::connectPlugs(plug(driver, "tx"), fed)));
+  HIntArray indices, interps;
+  HFloatArray positions, values;
+  ramp.getEntries(indices, positions, values, interps);
+  ASSERT_EQ(values.length(), 2u);
+  EXPECT_EQ(values[0], 0.25f);
+  EXPECT_EQ(values[1], 0.625f);
+  EXPECT_EQ(positions[1], 0.5f);
+  EXPECT_EQ(interps[1], int(HRampAttribute::kLinear));
+  ASSERT_TRUE(succeeded(hostdetail::disconnectPlugs(plug(driver, "tx"), fed)));
+  ramp.getEntries(indices, positions, values, interps);
+  ASSERT_EQ(values.length(), 2u);
+  EXPECT_EQ(values[1], 0.75f);
+}
+
 TEST_F(RampTest, LockedFieldsRefuse) {
   HRampAttribute ramp = rampWith({0.0f, 1.0f}, {0.0f, 1.0f}, HRampAttribute::kLinear);
   HPlug array(fNode, HFnDependencyNode(fNode).attribute("curve"));

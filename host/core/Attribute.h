@@ -11,7 +11,9 @@
 // sparse map of its elements) and a lock slot (the lock of the array plug);
 // inside each element block it owns the element's own slots.
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
@@ -24,6 +26,32 @@
 class HPlug;
 
 namespace hostdetail {
+
+// Hash of attribute names, which are short and tell apart by their length and
+// their ends: three 8-byte windows (start, middle, end) instead of every byte,
+// since a solver looks names up on every solve. Names that agree in all three
+// only share a bucket; the table still compares them in full.
+struct NameHash {
+  std::size_t operator()(const std::string& name) const noexcept {
+    constexpr std::uint64_t kMix = 0x9E3779B97F4A7C15ull;
+    const std::size_t n = name.size();
+    const char* p = name.data();
+    std::uint64_t h = (n + 1) * kMix;
+    if (n >= 8) {
+      std::uint64_t w[3];
+      std::memcpy(&w[0], p, 8);
+      std::memcpy(&w[1], p + n / 2 - 4, 8);
+      std::memcpy(&w[2], p + n - 8, 8);
+      for (std::uint64_t word : w)
+        h = (h ^ word) * kMix;
+    } else {
+      std::uint64_t word = 0;
+      std::memcpy(&word, p, n);
+      h = (h ^ word) * kMix;
+    }
+    return std::size_t(h ^ (h >> 32));
+  }
+};
 
 struct NodeType;
 

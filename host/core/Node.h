@@ -103,7 +103,7 @@ struct Node {
   Block values;  // static attributes
   std::vector<DynamicAttribute> dynamic;
   // Dynamic attributes of any depth by long and short name.
-  std::unordered_map<std::string, Attribute*> dynamicNames;
+  std::unordered_map<std::string, Attribute*, NameHash> dynamicNames;
 
   // DAG
   Node* parent = nullptr;  // null: under the world (or not a DAG node)

@@ -39,7 +39,7 @@ struct NodeType {
   std::vector<std::shared_ptr<Attribute>> staticAttributes;
   BlockLayout staticLayout;
   // Static attributes of any depth by long and short name.
-  std::unordered_map<std::string, Attribute*> staticNames;
+  std::unordered_map<std::string, Attribute*, NameHash> staticNames;
   // Number slot of jointOrientX (Y, Z follow) for types with a joint
   // orientation; -1 otherwise.
   int jointOrientSlot = -1;

@@ -66,10 +66,22 @@ void decomposeXYZ(const double m[3][3], double& a, double& b, double& c) {
   b = std::atan2(-m[0][2], n22);
 }
 
+// std::round, exactly (halves away from zero, the sign of zero kept), without
+// the library call: every angle written back to a joint goes through it six
+// times.
+double roundHalfAway(double x) {
+  if (!(std::fabs(x) < 4503599627370496.0))  // 2^52: already whole (or not finite)
+    return x;
+  double whole = double(static_cast<long long>(x));  // towards zero
+  if (std::fabs(x - whole) >= 0.5)
+    whole += x < 0.0 ? -1.0 : 1.0;
+  return std::copysign(whole, x);
+}
+
 double nearestTurn(double value, double target) {
   if (!std::isfinite(value) || !std::isfinite(target))
     return value;
-  return value + kTwoPi * std::round((target - value) / kTwoPi);
+  return value + kTwoPi * roundHalfAway((target - value) / kTwoPi);
 }
 
 double squaredDistance(const HEulerRotation& a, const HEulerRotation& b) {

@@ -157,6 +157,24 @@ TEST(HEulerRotation, ClosestSolutionChoosesTheReflectedTripleWhenNearer) {
   EXPECT_TRUE(w.isEquivalent(HEulerRotation(0.1 + 2 * kPi, 0.2 - 2 * kPi, 0.3 + 4 * kPi), 1e-13));
 }
 
+TEST(HEulerRotation, ClosestCutMovesByWholeTurnsAndTiesGoAwayFromZero) {
+  // Exactly half a turn from the target is a tie: the angle moves a whole
+  // turn towards the target's side, as rounding halves away from zero does.
+  HEulerRotation tie(0.0, 0.0, 0.25);
+  tie.setToClosestCut(HEulerRotation(kPi, -kPi, 0.0));
+  EXPECT_EQ(tie.x, 2 * kPi);
+  EXPECT_EQ(tie.y, -2 * kPi);
+  EXPECT_EQ(tie.z, 0.25);  // within half a turn: the angle stays as it was
+  ftest::Random rnd(37);
+  for (int i = 0; i < 20000; ++i) {
+    const double value = rnd.uniform(-1e4, 1e4), target = rnd.uniform(-1e4, 1e4);
+    HEulerRotation e(value, value, value);
+    e.setToClosestCut(HEulerRotation(target, target, target));
+    const double turns = std::round((target - value) / (2 * kPi));
+    ASSERT_EQ(e.x, value + 2 * kPi * turns) << value << " " << target;
+  }
+}
+
 TEST(HEulerRotation, BoundReorderAndInverse) {
   ftest::Random rnd(36);
   for (int i = 0; i < 2000; ++i) {

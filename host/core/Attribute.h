@@ -136,6 +136,8 @@ struct Attribute : std::enable_shared_from_this<Attribute> {
   // Access to a plug's logical indices (HPlug befriends this type).
   static const std::vector<unsigned>& indicesOf(const HPlug& plug);
   static void setIndicesOf(HPlug& plug, std::vector<unsigned> indices);
+  // The node object a plug names, without a copy.
+  static const HObject& nodeObjectOf(const HPlug& plug);
 };
 
 // Identifier rules of attribute names: letters, digits and '_', not

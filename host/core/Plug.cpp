@@ -35,7 +35,7 @@ Block* topBlock(Node* node, const Attribute* top) {
 }  // namespace
 
 PlugState resolve(const HPlug& plug, PlugRef& ref) {
-  ref.node = nodeOf(plug.node());
+  ref.node = nodeOf(Attribute::nodeObjectOf(plug));
   ref.attribute = plug.attribute().attributeDef().get();
   if (!ref.node || !ref.attribute || !ref.node->owns(ref.attribute))
     return PlugState::kInvalid;
@@ -49,6 +49,15 @@ PlugState resolve(const HPlug& plug, PlugRef& ref) {
 }
 
 Block* findBlock(const PlugRef& ref, const std::vector<unsigned>& indices, bool create) {
+  // Most plugs read lie in no array: their values are in the top block.
+  const Attribute* top = ref.attribute;
+  bool inArray = top->array;
+  while (top->parent) {
+    top = top->parent;
+    inArray = inArray || top->array;
+  }
+  if (!inArray)
+    return topBlock(ref.node, top);
   const Attribute* chain[kMaxDepth] = {};
   unsigned depth = chainOf(ref.attribute, chain);
   Block* block = topBlock(ref.node, chain[0]);
@@ -109,7 +118,7 @@ bool isLockedEffective(const PlugRef& ref, const std::vector<unsigned>& indices,
 
 // The source plug whose value a destination plug (or a plug below one) reads.
 bool connectedSource(const HPlug& plug, HPlug& source) {
-  Node* node = nodeOf(plug.node());
+  Node* node = nodeOf(Attribute::nodeObjectOf(plug));
   if (!node || node->incomingConnections == 0)
     return false;
   // Walk from the plug up to its top, remembering the steps taken.
@@ -564,6 +573,9 @@ const std::vector<unsigned>& Attribute::indicesOf(const HPlug& plug) {
 }
 void Attribute::setIndicesOf(HPlug& plug, std::vector<unsigned> indices) {
   plug.fIndices = std::move(indices);
+}
+const HObject& Attribute::nodeObjectOf(const HPlug& plug) {
+  return plug.fNode;
 }
 
 }  // namespace hostdetail

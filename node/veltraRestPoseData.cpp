@@ -17,6 +17,13 @@ const char* const kRestPoseName = "wexelRestPose";
 const char* const kRestPoseShortName = "wrp";
 const char* const kRestPoleVectorName = "wexelRestPoleVector";
 const char* const kRestPoleVectorShortName = "wrpv";
+
+// Kept as one string object: the name is looked up several times per solve,
+// and one this long would be copied to the heap each time.
+const HString& restPoleVectorName() {
+  static const HString name(kRestPoleVectorName);
+  return name;
+}
 }  // namespace
 
 bool veltra::ikRestPoseExists(const HDagPath& handle) const {
@@ -78,21 +85,21 @@ HStatus veltra::ikRestPose(const HDagPathArray& joints, const HDagPath& handle,
 }
 
 HStatus veltra::ikRestPoleVectorGet(const HDagPath& handle, HVector& restPoleVector) {
-  if (!attributeExists(handle, kRestPoleVectorName)) {
+  if (!attributeExists(handle, restPoleVectorName())) {
     return HStatus(HStatus::kFailure);
   }
-  return getCompAttr(handle, kRestPoleVectorName, restPoleVector);
+  return getCompAttr(handle, restPoleVectorName(), restPoleVector);
 }
 
 HStatus veltra::ikRestPoleVectorSet(const HDagPath& handle, const HVector& restPoleVector) {
-  if (!attributeExists(handle, kRestPoleVectorName)) {
+  if (!attributeExists(handle, restPoleVectorName())) {
     return HStatus(HStatus::kFailure);
   }
-  return setCompAttr(handle, kRestPoleVectorName, restPoleVector);
+  return setCompAttr(handle, restPoleVectorName(), restPoleVector);
 }
 
 HStatus veltra::ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier) {
-  if (attributeExists(handle, kRestPoleVectorName)) {
+  if (attributeExists(handle, restPoleVectorName())) {
     return HStatus(HStatus::kSuccess);
   }
 
@@ -115,7 +122,7 @@ HStatus veltra::ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modi
 
 HStatus veltra::ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector,
                                  HDGModifier* modifier) {
-  if (!attributeExists(handle, kRestPoleVectorName)) {
+  if (!attributeExists(handle, restPoleVectorName())) {
     const HStatus created = ikRestPoleVectorCreate(handle, modifier);
     if (created != HStatus::kSuccess) {
       created.perror("veltra::ikRestPoleVector() - ikRestPoleVectorCreate() failed.");

@@ -288,7 +288,7 @@ HObject HFnIkHandle::create(const HDagPath& startJoint, const HDagPath& endJoint
   setNodeLink(handle, kLinkStartJoint, start->object());
   setNodeLink(handle, kLinkEndEffector, effector);
   fObject = handle;
-  setStatus(status, ok());
+  setOk(status);
   return handle;
 }
 
@@ -331,7 +331,7 @@ HObject HFnIkHandle::solver(HStatus* status) const {
     setStatus(status, invalid("Not an IK handle"));
     return HObject();
   }
-  setStatus(status, ok());
+  setOk(status);
   return nodeLink(fObject, kLinkSolver);
 }
 

@@ -285,7 +285,7 @@ HStatus HFnAttribute::setObject(const HObject& object) {
     setStatus(status, invalid("No attribute attached")); \
     return fallback;                                     \
   }                                                      \
-  setStatus(status, ok());
+  setOk(status);
 
 HString HFnAttribute::name(HStatus* status) const {
   ATTRIBUTE_OR_FAIL(HString());
@@ -393,7 +393,7 @@ HObject HFnNumericAttribute::create(const HString& longName, const HString& shor
     return HObject();
   }
   fObject = HObject::fromAttribute(attribute);
-  setStatus(status, ok());
+  setOk(status);
   return fObject;
 }
 
@@ -484,7 +484,7 @@ HObject HFnEnumAttribute::create(const HString& longName, const HString& shortNa
   attribute->numericType = HFnNumericData::kShort;
   attribute->defaultValue = defaultValue;
   fObject = HObject::fromAttribute(attribute);
-  setStatus(status, ok());
+  setOk(status);
   return fObject;
 }
 
@@ -508,7 +508,7 @@ HString HFnEnumAttribute::fieldName(short value, HStatus* status) const {
   if (def) {
     for (auto& field : def->enumFields) {
       if (field.second == value) {
-        setStatus(status, ok());
+        setOk(status);
         return HString(field.first);
       }
     }
@@ -522,7 +522,7 @@ short HFnEnumAttribute::fieldIndex(const HString& fieldName, HStatus* status) co
   if (def) {
     for (auto& field : def->enumFields) {
       if (field.first == fieldName.asStdString()) {
-        setStatus(status, ok());
+        setOk(status);
         return field.second;
       }
     }
@@ -599,7 +599,7 @@ HObject HFnCompoundAttribute::create(const HString& longName, const HString& sho
   attribute->longName = longText;
   attribute->shortName = shortText;
   fObject = HObject::fromAttribute(attribute);
-  setStatus(status, ok());
+  setOk(status);
   return fObject;
 }
 
@@ -655,7 +655,7 @@ HObject HFnCompoundAttribute::child(unsigned index, HStatus* status) const {
     setStatus(status, invalid("Child index out of range"));
     return HObject();
   }
-  setStatus(status, ok());
+  setOk(status);
   return HObject::fromAttribute(def->children[index]);
 }
 
@@ -687,7 +687,7 @@ HObject HFnTypedAttribute::create(const HString& longName, const HString& shortN
   attribute->longName = longText;
   attribute->shortName = shortText;
   fObject = HObject::fromAttribute(attribute);
-  setStatus(status, ok());
+  setOk(status);
   return fObject;
 }
 

@@ -41,7 +41,7 @@ HStatus HDagPath::pop(unsigned count) {
 
 unsigned HDagPath::length(HStatus* status) const {
   Node* node = dagNodeOf(fNode);
-  setStatus(status, ok());
+  setOk(status);
   unsigned count = 0;
   for (Node* n = node; n; n = n->parent)
     ++count;
@@ -49,7 +49,7 @@ unsigned HDagPath::length(HStatus* status) const {
 }
 
 bool HDagPath::isValid(HStatus* status) const {
-  setStatus(status, ok());
+  setOk(status);
   return dagNodeOf(fNode) != nullptr;
 }
 
@@ -206,7 +206,7 @@ HObject HFnDagNode::create(const HString& typeName, const HString& name, const H
     setStatus(status, invalid("Not a DAG node")); \
     return fallback;                              \
   }                                               \
-  setStatus(status, ok());
+  setOk(status);
 
 unsigned HFnDagNode::parentCount(HStatus* status) const {
   DAG_OR_FAIL(0);

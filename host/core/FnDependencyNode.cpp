@@ -166,7 +166,7 @@ HObject HFnDependencyNode::create(const HString& typeName, const HString& name, 
     setStatus(status, invalid("Node does not exist")); \
     return fallback;                                   \
   }                                                    \
-  setStatus(status, ok());
+  setOk(status);
 
 HString HFnDependencyNode::name(HStatus* status) const {
   NODE_OR_FAIL(HString());

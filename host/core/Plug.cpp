@@ -554,7 +554,7 @@ HPlug plugFromName(const HObject& object, const std::string& text, HStatus* stat
     indices.push_back(unsigned(index));
   }
   setPlugIndices(plug, std::move(indices));
-  setStatus(status, ok());
+  setOk(status);
   return plug;
 }
 
@@ -590,7 +590,7 @@ HPlug::HPlug(const HObject& node, const HObject& attribute) : fNode(node), fAttr
 bool HPlug::isNull(HStatus* status) const {
   PlugRef ref;
   bool null = resolve(*this, ref) == PlugState::kInvalid;
-  setStatus(status, ok());
+  setOk(status);
   return null;
 }
 
@@ -623,7 +623,7 @@ HString HPlug::partialName(bool includeNodeName, bool useLongNames, HStatus* sta
     setStatus(status, invalid("Plug does not exist")); \
     return fallback;                                   \
   }                                                    \
-  setStatus(status, ok());
+  setOk(status);
 
 bool HPlug::isCompound(HStatus* status) const {
   PLUG_OR_FAIL(false);
@@ -872,7 +872,7 @@ bool HPlug::isLocked(HStatus* status) const {
     setStatus(status, invalid("Plug does not exist"));
     return false;
   }
-  setStatus(status, ok());
+  setOk(status);
   return isLockedEffective(ref, fIndices, false);
 }
 
@@ -881,7 +881,7 @@ HStatus HPlug::setLocked(bool locked) const {
 }
 
 bool HPlug::isConnected(HStatus* status) const {
-  setStatus(status, ok());
+  setOk(status);
   for (auto& connection : scene().connections) {
     if (connection.source == *this || connection.destination == *this)
       return true;
@@ -890,7 +890,7 @@ bool HPlug::isConnected(HStatus* status) const {
 }
 
 bool HPlug::isDestination(HStatus* status) const {
-  setStatus(status, ok());
+  setOk(status);
   for (auto& connection : scene().connections) {
     if (connection.destination == *this)
       return true;
@@ -901,7 +901,7 @@ bool HPlug::isDestination(HStatus* status) const {
 HPlug HPlug::source(HStatus* status) const {
   for (auto& connection : scene().connections) {
     if (connection.destination == *this) {
-      setStatus(status, ok());
+      setOk(status);
       return connection.source;
     }
   }

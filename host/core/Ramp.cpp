@@ -126,7 +126,7 @@ HRampAttribute::HRampAttribute(const HPlug& plug, HStatus* status) {
     return;
   }
   fPlug = plug;
-  setStatus(status, ok());
+  setOk(status);
 }
 
 bool HRampAttribute::isValid() const {
@@ -140,7 +140,7 @@ bool HRampAttribute::isValid() const {
     setStatus(status, invalid("Ramp is not valid")); \
     return fallback;                                 \
   }                                                  \
-  setStatus(status, ok());
+  setOk(status);
 
 unsigned HRampAttribute::getNumEntries(HStatus* status) const {
   RAMP_OR_FAIL(0);

@@ -231,7 +231,7 @@ HObject createNode(const std::string& typeName, const std::string& name, const H
       node->user->postConstructor();
     }
   }
-  setStatus(status, ok());
+  setOk(status);
   if (hasListeners())
     notify(Change{ChangeKind::kNodeCreated, node->object(), nullptr, {}});
   return node->object();

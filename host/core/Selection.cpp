@@ -111,7 +111,7 @@ HStatus HSelectionList::clear() {
 }
 
 unsigned HSelectionList::length(HStatus* status) const {
-  setStatus(status, ok());
+  setOk(status);
   return unsigned(std::count_if(fItems.begin(), fItems.end(),
                                 [](const HObject& o) { return nodeOf(o) != nullptr; }));
 }
@@ -121,7 +121,7 @@ bool HSelectionList::isEmpty(HStatus* status) const {
 }
 
 bool HSelectionList::hasItem(const HObject& node, HStatus* status) const {
-  setStatus(status, ok());
+  setOk(status);
   if (!nodeOf(node))
     return false;
   return std::find(fItems.begin(), fItems.end(), node) != fItems.end();

@@ -732,12 +732,6 @@ using namespace hostdetail;
 
 const HObject HObject::kNullObj;
 
-HObject HObject::fromAttribute(std::shared_ptr<hostdetail::Attribute> attribute) {
-  HObject object;
-  object.fAttribute = std::move(attribute);
-  return object;
-}
-
 bool HObject::isNull() const {
   if (fAttribute)
     return false;

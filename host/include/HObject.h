@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "HFn.h"
 
@@ -40,7 +41,11 @@ class HObject {
     object.fGeneration = generation;
     return object;
   }
-  static HObject fromAttribute(std::shared_ptr<hostdetail::Attribute> attribute);
+  static HObject fromAttribute(std::shared_ptr<hostdetail::Attribute> attribute) {
+    HObject object;
+    object.fAttribute = std::move(attribute);
+    return object;
+  }
 
  private:
   std::uint32_t fSlot = 0;        // 0 = no node

@@ -91,10 +91,10 @@ struct DynamicAttribute {
 struct Node {
   std::uint32_t slot = 0;
   std::uint32_t generation = 0;
-  bool alive = true;  // changed through setAlive only
   const NodeType* type = nullptr;
   // The generation with the alive and DAG flags above it, so that resolving
-  // an object to its node takes one compare (see nodeOf). Zero while dead.
+  // an object to its node takes one compare (see nodeOf). Zero while the node
+  // is detached (deleted, kept for undo).
   std::uint64_t lookupKey = 0;
   static constexpr std::uint64_t kAliveBit = std::uint64_t(1) << 32;
   static constexpr std::uint64_t kDagBit = std::uint64_t(1) << 33;
@@ -129,8 +129,8 @@ struct Node {
   unsigned outgoingConnections = 0;
 
   bool isDag() const { return type->isDag; }
+  bool alive() const { return lookupKey != 0; }
   void setAlive(bool value) {
-    alive = value;
     lookupKey = value ? (generation | kAliveBit | (type->isDag ? kDagBit : 0)) : 0;
   }
   HObject object() const { return HObject::fromNode(slot, generation); }

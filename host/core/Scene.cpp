@@ -289,7 +289,7 @@ namespace {
 // The detached node in a slot, or null once it was purged.
 Node* detachedAt(std::uint32_t slot) {
   Scene& s = scene();
-  if (slot >= s.slots.size() || !s.slots[slot] || s.slots[slot]->alive)
+  if (slot >= s.slots.size() || !s.slots[slot] || s.slots[slot]->alive())
     return nullptr;
   return s.slots[slot].get();
 }
@@ -356,7 +356,7 @@ void purgeNodes(DetachedNodes& detached) {
 
 void purgeDetachedOfType(const NodeType* type) {
   for (auto& slot : scene().slots) {
-    if (slot && !slot->alive && slot->type == type)
+    if (slot && !slot->alive() && slot->type == type)
       slot.reset();
   }
 }
@@ -398,7 +398,7 @@ HStatus reparentNodeAt(Node* node, Node* parent, size_t position) {
   if (!node || !node->isDag())
     return invalid("Node is not a DAG node");
   if (parent) {
-    if (!parent->alive || !parent->isDag())
+    if (!parent->alive() || !parent->isDag())
       return invalid("New parent is not a DAG node");
     for (Node* p = parent; p; p = p->parent) {
       if (p == node)
@@ -434,11 +434,11 @@ void resetScene() {
   Scene& s = scene();
   std::vector<Node*> tops;
   for (auto& slot : s.slots) {
-    if (slot && slot->alive && !slot->parent)
+    if (slot && slot->alive() && !slot->parent)
       tops.push_back(slot.get());
   }
   for (Node* top : tops) {
-    if (top->alive)
+    if (top->alive())
       deleteNode(top->object());
   }
   s.connections.clear();
@@ -486,7 +486,7 @@ HObject findNode(const std::string& nameOrPath) {
 std::vector<HObject> nodesInCreationOrder() {
   std::vector<HObject> out;
   for (auto& slot : scene().slots) {
-    if (slot && slot->alive)
+    if (slot && slot->alive())
       out.push_back(slot->object());
   }
   return out;
@@ -539,7 +539,7 @@ HPxNode* userNodeOf(const HObject& object) {
 unsigned countNodesOfType(const NodeType* type) {
   unsigned count = 0;
   for (auto& slot : scene().slots) {
-    if (slot && slot->alive && slot->type == type)
+    if (slot && slot->alive() && slot->type == type)
       ++count;
   }
   return count;

@@ -3,9 +3,11 @@
 //
 // Dirty tracking listens to the core's change notifications. Which handles a
 // change touches is looked up in an index (node -> handles whose chain holds
-// it, node -> handles that sit below it or whose start joint does), rebuilt
-// lazily after the scene's structure changes, so that the many rotation
-// writes of a solve cost two hash look-ups each.
+// it, node -> handles that sit below it or whose start joint does), so that
+// the many rotation writes of a solve cost two look-ups each. Link changes and
+// the creation, deletion or move of a node without children (all that building
+// or opening a scene does) update the index in place; other structural edits
+// have it rebuilt when it is next needed.
 
 #include <algorithm>
 #include <unordered_map>
@@ -28,13 +30,31 @@ namespace {
 // built lie beyond its end and belong to no handle yet.
 using HandlesBySlot = std::vector<std::vector<std::uint32_t>>;
 
+// How far the index can be trusted. After deletions alone its lists still
+// name every handle that a node touches, and some that it no longer does: that
+// is enough to find the handles a further deletion dirties, so that clearing a
+// scene of N nodes does not rebuild the index N times.
+enum class IndexState { kCurrent, kCoversDeletions, kStale };
+
 struct IkState {
   std::unordered_set<std::uint32_t> dirty;  // slots of dirty handles
-  bool indexValid = false;
+  IndexState index = IndexState::kStale;
   std::vector<HObject> handles;                                       // in creation order
   HandlesBySlot chainOf;                                              // node -> handles
   HandlesBySlot aboveOf;                                              // node -> handles
   std::unordered_map<std::uint32_t, std::vector<HObject>> followers;  // joint -> effectors
+  // What each handle and effector put into the index, so that a change of
+  // its links can take it out again instead of rebuilding the whole index
+  // (which made building or opening a scene of N handles cost N rebuilds).
+  struct HandleEntry {
+    std::vector<std::uint32_t> chain, above;  // slots whose lists name the handle
+    std::uint32_t effector = 0;               // slot of the linked effector, 0 for none
+  };
+  std::unordered_map<std::uint32_t, HandleEntry> entries;     // handle slot -> entry
+  std::unordered_map<std::uint32_t, std::uint32_t> followed;  // effector slot -> linked joint slot
+  // The same links the other way, alive or not: node slot -> slots linking to it.
+  std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> handlesUsing;    // effector ->
+  std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> effectorsUsing;  // joint ->
   bool suspended = false;
   bool evaluating = false;
   const Attribute* rotate = nullptr;
@@ -68,6 +88,89 @@ std::vector<Node*> chainNodes(const Node* handle) {
   return chain;
 }
 
+void removeValue(std::vector<std::uint32_t>& values, std::uint32_t value) {
+  auto at = std::find(values.begin(), values.end(), value);
+  if (at != values.end())
+    values.erase(at);
+}
+
+// The slot a link names, whether or not its node is there now (an undone
+// deletion brings a node back to its slot); 0 for no link.
+std::uint32_t linkedSlot(const Node* node, const char* key) {
+  for (const auto& link : node->links) {
+    if (link.first == key)
+      return link.second.nodeSlot();
+  }
+  return 0;
+}
+
+// Lists the handle under every node it sits below, every node of its chain
+// and every node above its chain.
+void indexHandle(const Node* handle) {
+  IkState& s = state();
+  IkState::HandleEntry& entry = s.entries[handle->slot];
+  entry.effector = linkedSlot(handle, kLinkEndEffector);
+  s.handlesUsing[entry.effector].push_back(handle->slot);
+  auto list = [&](HandlesBySlot& map, std::vector<std::uint32_t>& record, const Node* n) {
+    if (n->slot >= map.size())
+      map.resize(scene().slots.size());
+    map[n->slot].push_back(handle->slot);
+    record.push_back(n->slot);
+  };
+  for (const Node* n = handle->parent; n; n = n->parent)
+    list(s.aboveOf, entry.above, n);
+  const std::vector<Node*> chain = chainNodes(handle);
+  for (const Node* n : chain)
+    list(s.chainOf, entry.chain, n);
+  if (!chain.empty()) {
+    for (const Node* n = chain.back()->parent; n; n = n->parent)
+      list(s.aboveOf, entry.above, n);
+  }
+}
+
+void unindexHandle(std::uint32_t handle) {
+  IkState& s = state();
+  auto it = s.entries.find(handle);
+  if (it == s.entries.end())
+    return;
+  // One occurrence per record: a node both above the handle and above its
+  // chain lists the handle twice.
+  auto unlist = [&](HandlesBySlot& map, const std::vector<std::uint32_t>& record) {
+    for (std::uint32_t slot : record)
+      removeValue(map[slot], handle);
+  };
+  unlist(s.chainOf, it->second.chain);
+  unlist(s.aboveOf, it->second.above);
+  removeValue(s.handlesUsing[it->second.effector], handle);
+  s.entries.erase(it);
+}
+
+void indexEffector(const Node* effector) {
+  IkState& s = state();
+  const std::uint32_t joint = linkedSlot(effector, kLinkEndJoint);
+  s.followed[effector->slot] = joint;
+  s.effectorsUsing[joint].push_back(effector->slot);
+  if (Node* joint = nodeOf(nodeLink(effector->object(), kLinkEndJoint)))
+    s.followers[joint->slot].push_back(effector->object());
+}
+
+void unindexEffector(std::uint32_t effector) {
+  IkState& s = state();
+  auto it = s.followed.find(effector);
+  if (it == s.followed.end())
+    return;
+  auto followers = s.followers.find(it->second);
+  if (followers != s.followers.end()) {
+    std::vector<HObject>& effectors = followers->second;
+    auto at = std::find_if(effectors.begin(), effectors.end(),
+                           [&](const HObject& o) { return o.nodeSlot() == effector; });
+    if (at != effectors.end())
+      effectors.erase(at);
+  }
+  removeValue(s.effectorsUsing[it->second], effector);
+  s.followed.erase(it);
+}
+
 void rebuildIndex() {
   IkState& s = state();
   s.handles.clear();
@@ -75,31 +178,47 @@ void rebuildIndex() {
   s.chainOf.assign(slots, {});
   s.aboveOf.assign(slots, {});
   s.followers.clear();
+  s.entries.clear();
+  s.followed.clear();
+  s.handlesUsing.clear();
+  s.effectorsUsing.clear();
   for (const HObject& object : nodesInCreationOrder()) {
     Node* node = nodeOf(object);
     if (isType(node, HFn::kIkEffector)) {
-      if (Node* joint = nodeOf(nodeLink(object, kLinkEndJoint)))
-        s.followers[joint->slot].push_back(object);
-      continue;
-    }
-    if (!isType(node, HFn::kIkHandle))
-      continue;
-    s.handles.push_back(object);
-    for (Node* n = node->parent; n; n = n->parent)
-      s.aboveOf[n->slot].push_back(node->slot);
-    std::vector<Node*> chain = chainNodes(node);
-    for (Node* n : chain)
-      s.chainOf[n->slot].push_back(node->slot);
-    if (!chain.empty()) {
-      for (Node* n = chain.back()->parent; n; n = n->parent)
-        s.aboveOf[n->slot].push_back(node->slot);
+      indexEffector(node);
+    } else if (isType(node, HFn::kIkHandle)) {
+      s.handles.push_back(object);
+      indexHandle(node);
     }
   }
-  s.indexValid = true;
+  s.index = IndexState::kCurrent;
+}
+
+// A handle's or effector's link changed: its part of a current index is
+// redone; an index that is not current is rebuilt when next needed.
+void relink(Node* node) {
+  IkState& s = state();
+  if (s.index != IndexState::kCurrent) {
+    s.index = IndexState::kStale;
+    return;
+  }
+  if (isType(node, HFn::kIkEffector)) {
+    unindexEffector(node->slot);
+    indexEffector(node);
+    return;
+  }
+  unindexHandle(node->slot);
+  indexHandle(node);
+  // Handles are kept in creation order, which is slot order.
+  auto at = std::lower_bound(
+      s.handles.begin(), s.handles.end(), node->slot,
+      [](const HObject& handle, std::uint32_t slot) { return handle.nodeSlot() < slot; });
+  if (at == s.handles.end() || at->nodeSlot() != node->slot)
+    s.handles.insert(at, node->object());
 }
 
 void ensureIndex() {
-  if (!state().indexValid)
+  if (state().index != IndexState::kCurrent)
     rebuildIndex();
 }
 
@@ -172,20 +291,79 @@ void valueChanged(Node* node, const Attribute* attribute) {
   }
 }
 
+// Marks a handle of the index dirty unless it has been deleted since.
+void markListedHandle(std::uint32_t slot) {
+  const Scene& current = scene();
+  if (slot < current.slots.size() && current.slots[slot] && current.slots[slot]->alive())
+    state().dirty.insert(slot);
+}
+
 // A node came, went or moved: every handle it may sit above or in is dirty.
-void structureChanged(Node* node) {
+// A deleted node is looked up in an index that may be out of date by earlier
+// deletions (deleting only ever removes what a node touches).
+void structureChanged(Node* node, bool deleted = false) {
   IkState& s = state();
   if (isType(node, HFn::kIkHandle))
     s.dirty.insert(node->slot);
-  ensureIndex();
+  if (!(deleted && s.index == IndexState::kCoversDeletions))
+    ensureIndex();
   if (const auto* chain = lookup(s.chainOf, node->slot)) {
     for (std::uint32_t h : *chain)
-      s.dirty.insert(h);
+      markListedHandle(h);
   }
   if (const auto* above = lookup(s.aboveOf, node->slot)) {
     for (std::uint32_t h : *above)
-      s.dirty.insert(h);
+      markListedHandle(h);
   }
+}
+
+// A node without children came back or moved (as every node that a scene
+// file or script creates does, through a modifier and under a parent). Chains
+// run up from their effector, so such a node can be in a chain only as the
+// effector a handle links to: only the entries of those handles, and the
+// node's own entry when it is a handle or an effector, and the effectors that
+// follow it when it is their end joint, change.
+void leafPlaced(Node* node) {
+  IkState& s = state();
+  if (isType(node, HFn::kIkHandle)) {
+    s.dirty.insert(node->slot);
+    relink(node);
+  } else if (isType(node, HFn::kIkEffector)) {
+    relink(node);
+  }
+  // Relinking changes the maps, so the nodes that link here are found first.
+  const auto handlesIt = s.handlesUsing.find(node->slot);
+  const auto effectorsIt = s.effectorsUsing.find(node->slot);
+  const std::vector<std::uint32_t> handles =
+      handlesIt == s.handlesUsing.end() ? std::vector<std::uint32_t>() : handlesIt->second;
+  const std::vector<std::uint32_t> effectors =
+      effectorsIt == s.effectorsUsing.end() ? std::vector<std::uint32_t>() : effectorsIt->second;
+  for (std::uint32_t slot : handles) {
+    s.dirty.insert(slot);
+    relink(scene().slots[slot].get());
+  }
+  for (std::uint32_t slot : effectors)
+    relink(scene().slots[slot].get());
+}
+
+// A node without children is being deleted. Returns true when the index could
+// be kept current: a node in no list stays out of it (see leafPlaced), an
+// effector in no chain only leaves the joint it followed, and a handle only
+// takes out its own entry.
+bool leafRemoved(Node* node) {
+  IkState& s = state();
+  if (isType(node, HFn::kIkHandle)) {
+    unindexHandle(node->slot);
+    auto at = std::find(s.handles.begin(), s.handles.end(), node->object());
+    if (at != s.handles.end())
+      s.handles.erase(at);
+    return true;
+  }
+  if (lookup(s.chainOf, node->slot) || lookup(s.aboveOf, node->slot))
+    return false;
+  if (isType(node, HFn::kIkEffector))
+    unindexEffector(node->slot);
+  return true;
 }
 
 void onChange(const Change& change, void*) {
@@ -202,33 +380,47 @@ void onChange(const Change& change, void*) {
       structureChanged(node);
       break;
     case ChangeKind::kNodeDeleted:
-      structureChanged(node);
+      structureChanged(node, true);
       s.dirty.erase(node->slot);
-      s.indexValid = false;
+      if (!(s.index == IndexState::kCurrent && node->children.empty() && leafRemoved(node)))
+        s.index = IndexState::kCoversDeletions;
       break;
     case ChangeKind::kNodeCreated:
       // A brand-new node has no children and no links yet, so it is in no
       // chain and above no handle: the index stays right. A restored one may
       // bring back a subtree, links and chain members.
       if (change.restored) {
-        s.indexValid = false;
-        structureChanged(node);
+        if (s.index == IndexState::kCurrent && node->children.empty()) {
+          leafPlaced(node);
+        } else {
+          s.index = IndexState::kStale;
+          structureChanged(node);
+        }
       }
       if (isType(node, HFn::kIkHandle))
         s.dirty.insert(node->slot);
       break;
     case ChangeKind::kReparented:
+      if (s.index == IndexState::kCurrent && node->children.empty()) {
+        leafPlaced(node);
+        break;
+      }
       // The old place is gone from the index: dirty what was there, then what is here.
       structureChanged(node);
-      s.indexValid = false;
+      s.index = IndexState::kStale;
       structureChanged(node);
       break;
     case ChangeKind::kLinkChanged:
-      s.indexValid = false;
-      if (isType(node, HFn::kIkHandle))
+      if (isType(node, HFn::kIkHandle)) {
         s.dirty.insert(node->slot);
-      if (isType(node, HFn::kIkEffector))
+        if (change.key != kLinkSolver)
+          relink(node);
+      } else if (isType(node, HFn::kIkEffector)) {
+        relink(node);
         structureChanged(node);
+      } else {
+        s.index = IndexState::kStale;
+      }
       break;
     case ChangeKind::kNodeRenamed:
       break;

@@ -180,6 +180,53 @@ TEST_F(IkEvaluationTest, UndoneDeletionOfTheEffectorRestoresTheChain) {
   EXPECT_TRUE(HIkSystem::isDirty(fHandle));
 }
 
+TEST_F(IkEvaluationTest, DeletionsInARowDirtyTheHandlesTheyTouch) {
+  // A second chain and handle, solved, then nodes deleted one after another
+  // without an evaluation in between.
+  HFnIkJoint fnJoint;
+  HObject a = fnJoint.create();
+  HObject b = fnJoint.create(a);
+  fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
+  HObject c = fnJoint.create(b);
+  fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
+  HFnIkHandle fn;
+  HObject other = fn.create(pathOf(a), pathOf(c));
+  fn.setSolver(fSolver);
+  HDagPath effector;
+  HFnIkHandle(fHandle).getEffector(effector);
+  HObject unrelated = HFnTransform().create();
+  ASSERT_TRUE(succeeded(HIkSystem::evaluate()));
+
+  HDGModifier modifier;
+  modifier.deleteNode(unrelated);
+  ASSERT_TRUE(succeeded(modifier.doIt()));
+  EXPECT_FALSE(HIkSystem::isDirty(fHandle));
+  HDGModifier second;
+  second.deleteNode(effector.node());
+  ASSERT_TRUE(succeeded(second.doIt()));
+  EXPECT_TRUE(HIkSystem::isDirty(fHandle));
+  EXPECT_FALSE(HIkSystem::isDirty(other));
+  // The other chain still answers to its own edits, and only to them.
+  plug(b, "radius").setValue(2.0);
+  EXPECT_TRUE(HIkSystem::isDirty(other));
+  ASSERT_TRUE(succeeded(HIkSystem::evaluate()));
+  plug(fJoint2, "radius").setValue(2.0);
+  EXPECT_FALSE(HIkSystem::isDirty(other));
+}
+
+TEST_F(IkEvaluationTest, AShortenedChainNoLongerAnswersToItsOldRoot) {
+  ASSERT_TRUE(succeeded(HIkSystem::evaluate()));
+  ASSERT_TRUE(succeeded(HFnIkHandle(fHandle).setStartJoint(pathOf(fJoint2))));
+  ASSERT_TRUE(succeeded(HIkSystem::evaluate()));
+  plug(fJoint1, "radius").setValue(2.0);  // above the chain now, and not a transform change
+  EXPECT_FALSE(HIkSystem::isDirty(fHandle));
+  plug(fJoint2, "radius").setValue(2.0);
+  EXPECT_TRUE(HIkSystem::isDirty(fHandle));
+  ASSERT_TRUE(succeeded(HIkSystem::evaluate()));
+  HFnTransform(fJoint1).setTranslation(HVector(0, 2, 0), HSpace::kTransform);
+  EXPECT_TRUE(HIkSystem::isDirty(fHandle));
+}
+
 TEST_F(IkEvaluationTest, HandleGroupHoldsHandlesOnly) {
   HIkHandleGroup group;
   EXPECT_FALSE(succeeded(group.addHandle(fJoint1)));

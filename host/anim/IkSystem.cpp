@@ -94,6 +94,21 @@ void removeValue(std::vector<std::uint32_t>& values, std::uint32_t value) {
     values.erase(at);
 }
 
+// Takes one value out of a key's list, and the key out of the map once its
+// list is empty, so that the maps do not grow with every node ever linked.
+template <class Value, class Matches>
+void removeFromKey(std::unordered_map<std::uint32_t, std::vector<Value>>& map, std::uint32_t key,
+                   Matches matches) {
+  auto it = map.find(key);
+  if (it == map.end())
+    return;
+  auto at = std::find_if(it->second.begin(), it->second.end(), matches);
+  if (at != it->second.end())
+    it->second.erase(at);
+  if (it->second.empty())
+    map.erase(it);
+}
+
 // The slot a link names, whether or not its node is there now (an undone
 // deletion brings a node back to its slot); 0 for no link.
 std::uint32_t linkedSlot(const Node* node, const char* key) {
@@ -141,7 +156,8 @@ void unindexHandle(std::uint32_t handle) {
   };
   unlist(s.chainOf, it->second.chain);
   unlist(s.aboveOf, it->second.above);
-  removeValue(s.handlesUsing[it->second.effector], handle);
+  removeFromKey(s.handlesUsing, it->second.effector,
+                [&](std::uint32_t slot) { return slot == handle; });
   s.entries.erase(it);
 }
 
@@ -159,15 +175,9 @@ void unindexEffector(std::uint32_t effector) {
   auto it = s.followed.find(effector);
   if (it == s.followed.end())
     return;
-  auto followers = s.followers.find(it->second);
-  if (followers != s.followers.end()) {
-    std::vector<HObject>& effectors = followers->second;
-    auto at = std::find_if(effectors.begin(), effectors.end(),
-                           [&](const HObject& o) { return o.nodeSlot() == effector; });
-    if (at != effectors.end())
-      effectors.erase(at);
-  }
-  removeValue(s.effectorsUsing[it->second], effector);
+  removeFromKey(s.followers, it->second,
+                [&](const HObject& object) { return object.nodeSlot() == effector; });
+  removeFromKey(s.effectorsUsing, it->second, [&](std::uint32_t slot) { return slot == effector; });
   s.followed.erase(it);
 }
 
@@ -382,8 +392,18 @@ void onChange(const Change& change, void*) {
     case ChangeKind::kNodeDeleted:
       structureChanged(node, true);
       s.dirty.erase(node->slot);
-      if (!(s.index == IndexState::kCurrent && node->children.empty() && leafRemoved(node)))
+      if (!(s.index == IndexState::kCurrent && node->children.empty() && leafRemoved(node))) {
         s.index = IndexState::kCoversDeletions;
+        // What the node itself put into the index is not needed again (a node
+        // restored into an index that is not current has it rebuilt), and
+        // keeping it would let the index grow with every node ever deleted.
+        unindexHandle(node->slot);
+        unindexEffector(node->slot);
+        if (node->slot < s.chainOf.size())
+          std::vector<std::uint32_t>().swap(s.chainOf[node->slot]);
+        if (node->slot < s.aboveOf.size())
+          std::vector<std::uint32_t>().swap(s.aboveOf[node->slot]);
+      }
       break;
     case ChangeKind::kNodeCreated:
       // A brand-new node has no children and no links yet, so it is in no

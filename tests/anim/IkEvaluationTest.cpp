@@ -29,20 +29,28 @@ class IkEvaluationTest : public IkTest {
     return false;
   }
 
+  // A second three-joint chain with a handle on the same solver; middle is
+  // set to its inner joint.
+  HObject makeOtherChain(HObject& middle) {
+    HFnIkJoint fnJoint;
+    HObject root = fnJoint.create();
+    middle = fnJoint.create(root);
+    fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
+    HObject end = fnJoint.create(middle);
+    fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
+    HFnIkHandle fn;
+    HObject handle = fn.create(pathOf(root), pathOf(end));
+    fn.setSolver(fSolver);
+    return handle;
+  }
+
   HObject fHandle;
 };
 
 TEST_F(IkEvaluationTest, NewHandleIsSolvedWithItselfInTheGroup) {
   // A second handle on its own chain, fresh and dirty.
-  HFnIkJoint fnJoint;
-  HObject a = fnJoint.create();
-  HObject b = fnJoint.create(a);
-  fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
-  HObject c = fnJoint.create(b);
-  fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
-  HFnIkHandle fn;
-  HObject other = fn.create(pathOf(a), pathOf(c));
-  fn.setSolver(fSolver);
+  HObject middle;
+  HObject other = makeOtherChain(middle);
   EXPECT_TRUE(HIkSystem::isDirty(other));
   EXPECT_FALSE(HIkSystem::isDirty(fHandle));
   ASSERT_TRUE(succeeded(HIkSystem::evaluate()));
@@ -183,15 +191,8 @@ TEST_F(IkEvaluationTest, UndoneDeletionOfTheEffectorRestoresTheChain) {
 TEST_F(IkEvaluationTest, DeletionsInARowDirtyTheHandlesTheyTouch) {
   // A second chain and handle, solved, then nodes deleted one after another
   // without an evaluation in between.
-  HFnIkJoint fnJoint;
-  HObject a = fnJoint.create();
-  HObject b = fnJoint.create(a);
-  fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
-  HObject c = fnJoint.create(b);
-  fnJoint.setTranslation(HVector(1, 0, 0), HSpace::kTransform);
-  HFnIkHandle fn;
-  HObject other = fn.create(pathOf(a), pathOf(c));
-  fn.setSolver(fSolver);
+  HObject b;
+  HObject other = makeOtherChain(b);
   HDagPath effector;
   HFnIkHandle(fHandle).getEffector(effector);
   HObject unrelated = HFnTransform().create();

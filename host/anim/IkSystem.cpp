@@ -163,11 +163,12 @@ void unindexHandle(std::uint32_t handle) {
 
 void indexEffector(const Node* effector) {
   IkState& s = state();
-  const std::uint32_t joint = linkedSlot(effector, kLinkEndJoint);
-  s.followed[effector->slot] = joint;
-  s.effectorsUsing[joint].push_back(effector->slot);
-  if (Node* joint = nodeOf(nodeLink(effector->object(), kLinkEndJoint)))
-    s.followers[joint->slot].push_back(effector->object());
+  const std::uint32_t jointSlot = linkedSlot(effector, kLinkEndJoint);
+  s.followed[effector->slot] = jointSlot;
+  s.effectorsUsing[jointSlot].push_back(effector->slot);
+  // Only a joint that is there now is followed.
+  if (nodeOf(nodeLink(effector->object(), kLinkEndJoint)))
+    s.followers[jointSlot].push_back(effector->object());
 }
 
 void unindexEffector(std::uint32_t effector) {

@@ -111,6 +111,16 @@ class veltraKernel {
   void ikSimulateRotations(HPointArray& worldPositions, const HDoubleArray& angles,
                            const HVectorArray& axes) const;
   HQuaternion ikJointRotationAxis(const HDagPath& entry) const;
+  // An entry's rotation frame as the two matrices that bring a world point
+  // into it, read once when several points go into the same frame.
+  struct RotationFrame {
+    HMatrix worldToObject;  // the entry's inclusive inverse matrix
+    HMatrix orientation;    // its rotate orientation
+  };
+  RotationFrame ikJointRotationFrame(const HDagPath& frame) const;
+  static HPoint ikJointPositionRelative(const HPoint& worldPoint, const RotationFrame& frame) {
+    return (worldPoint * frame.worldToObject) * frame.orientation;
+  }
   HPoint ikJointPositionRelative(const HPoint& worldPoint, const HDagPath& frame) const;
   HPoint ikJointPositionRelative(const HDagPath& entry, const HDagPath& frame) const;
 

@@ -145,11 +145,15 @@ HQuaternion veltraKernel::ikJointRotationAxis(const HDagPath& entry) const {
   return fnTransform.rotateOrientation(HSpace::kTransform);
 }
 
-HPoint veltraKernel::ikJointPositionRelative(const HPoint& worldPoint,
-                                             const HDagPath& frame) const {
+veltraKernel::RotationFrame veltraKernel::ikJointRotationFrame(const HDagPath& frame) const {
   // World to the frame entry's object space, then through its rotate
   // orientation into the frame its rotation acts in.
-  return (worldPoint * frame.inclusiveMatrixInverse()) * ikJointRotationAxis(frame).asMatrix();
+  return RotationFrame{frame.inclusiveMatrixInverse(), ikJointRotationAxis(frame).asMatrix()};
+}
+
+HPoint veltraKernel::ikJointPositionRelative(const HPoint& worldPoint,
+                                             const HDagPath& frame) const {
+  return ikJointPositionRelative(worldPoint, ikJointRotationFrame(frame));
 }
 
 HPoint veltraKernel::ikJointPositionRelative(const HDagPath& entry, const HDagPath& frame) const {

@@ -30,8 +30,11 @@ HVector veltraKernel::ikJointPlaneNormal(const HDagPathArray& joints) const {
   // Entry positions in the root's rotation frame; the root is the origin.
   HPointArray rootFramePositions;
   rootFramePositions.setLength(n);
+  const RotationFrame rootFrame = ikJointRotationFrame(joints[0]);
   for (unsigned i = 0; i < n; ++i) {
-    rootFramePositions[i] = ikJointPositionRelative(joints[i], joints[0]);
+    HPoint worldPosition;
+    ikJointPosition(joints[i], worldPosition);
+    rootFramePositions[i] = ikJointPositionRelative(worldPosition, rootFrame);
   }
 
   bool counted = false;

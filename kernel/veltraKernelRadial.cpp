@@ -152,10 +152,17 @@ double veltraKernel::solveRadialRotateJoints(const HDoubleArray& bendsDeg, HDoub
     axes[i] = HVector::zero;
   }
 
+  // The chain's world positions are read first: they are the parent and child
+  // positions that each joint's axis needs, and the simulation starts from
+  // them.
+  HPointArray worldPositions;
+  ikSimulatedJointChain(worldPositions);
+
   for (unsigned i = 1; i + 1 < n; ++i) {
     // Parent and child as seen in this joint's rotation frame.
-    const HVector toParent(ikJointPositionRelative(fJoints[i - 1], fJoints[i]));
-    const HVector toChild(ikJointPositionRelative(fJoints[i + 1], fJoints[i]));
+    const RotationFrame frame = ikJointRotationFrame(fJoints[i]);
+    const HVector toParent(ikJointPositionRelative(worldPositions[i - 1], frame));
+    const HVector toChild(ikJointPositionRelative(worldPositions[i + 1], frame));
     if (toChild.isParallel(toParent, 1e-10)) {
       // Straight or fully folded at rest: no bend axis, so the joint stays.
       axes[i] = HVector::xAxis;
@@ -172,8 +179,6 @@ double veltraKernel::solveRadialRotateJoints(const HDoubleArray& bendsDeg, HDoub
     }
   }
 
-  HPointArray worldPositions;
-  ikSimulatedJointChain(worldPositions);
   ikSimulateRotations(worldPositions, angles, axes);
   return (worldPositions[n - 1] - worldPositions[0]).length();
 }

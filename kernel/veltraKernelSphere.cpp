@@ -18,8 +18,11 @@ HStatus veltraKernel::solveSphere() {
 
   // The bent end and the handle in the root's rotation frame, as directions
   // from the root.
-  const HVector endDirection(ikJointPositionRelative(worldPositions[n - 1], fJoints[0]));
-  const HVector handleDirection(ikJointPositionRelative(fHandle, fJoints[0]));
+  const RotationFrame rootFrame = ikJointRotationFrame(fJoints[0]);
+  HPoint handlePosition;
+  ikJointPosition(fHandle, handlePosition);
+  const HVector endDirection(ikJointPositionRelative(worldPositions[n - 1], rootFrame));
+  const HVector handleDirection(ikJointPositionRelative(handlePosition, rootFrame));
 
   const double angle = std::fabs(endDirection.angle(handleDirection));
 

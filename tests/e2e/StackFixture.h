@@ -27,33 +27,16 @@
 #include <string>
 #include <vector>
 
+#include "BuildPaths.h"
 #include "ChainFixture.h"
 
 namespace e2e {
 
+using buildpaths::binaryDir;
+using buildpaths::pluginPath;
+
 using chainfixture::Mat4;
 using chainfixture::Vec3;
-
-// The build folder: VELTRA_BINARY_DIR when set, else the folder above the test
-// program's own bin/ folder, so the test also runs outside ctest.
-inline std::string binaryDir() {
-  const char* dir = std::getenv("VELTRA_BINARY_DIR");
-  if (dir != nullptr && *dir != '\0') {
-    return dir;
-  }
-  char exe[4096] = {0};
-  const ssize_t got = readlink("/proc/self/exe", exe, sizeof exe - 1);
-  std::string path = got > 0 ? std::string(exe, size_t(got)) : std::string("./bin/test");
-  for (int up = 0; up < 2; ++up) {
-    const size_t slash = path.rfind('/');
-    path = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-  }
-  return path;
-}
-
-inline std::string pluginPath() {
-  return binaryDir() + "/lib/veltra.so";
-}
 
 // A scene file path private to this test process.
 inline std::string tempScene(const std::string& tag) {

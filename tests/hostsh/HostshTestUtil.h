@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "../../host/core/CommandEngine.h"
+#include "BuildPaths.h"
 #include "HGlobal.h"
 #include "HStatus.h"
 #include "HString.h"
@@ -20,21 +21,7 @@
 
 namespace hostshtest {
 
-// The build folder: VELTRA_BINARY_DIR when set, else the folder above the
-// test program's own bin/ folder, so the tests also run outside ctest.
-inline std::string binaryDir() {
-  const char* dir = std::getenv("VELTRA_BINARY_DIR");
-  if (dir != nullptr && *dir != '\0')
-    return dir;
-  char exe[4096] = {0};
-  const ssize_t got = readlink("/proc/self/exe", exe, sizeof exe - 1);
-  std::string path = got > 0 ? std::string(exe, size_t(got)) : std::string("./bin/test");
-  for (int up = 0; up < 2; ++up) {
-    const size_t slash = path.rfind('/');
-    path = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-  }
-  return path;
-}
+using buildpaths::binaryDir;
 
 // The scripts of these tests sit beside their sources.
 inline std::string scriptDir() {

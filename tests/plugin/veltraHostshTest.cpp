@@ -2,6 +2,7 @@
 // name from HOST_PLUGIN_PATH, as a user's session would.
 
 #include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,30 +14,17 @@
 #include <string>
 #include <vector>
 
+#include "BuildPaths.h"
+
 namespace {
+
+using buildpaths::binaryDir;
 
 struct ScriptRun {
   int exitCode = -1;
   std::string out;
   std::string err;
 };
-
-// The build folder: VELTRA_BINARY_DIR when set, else the folder above the test
-// program's own bin/ folder, so the test also runs outside ctest.
-std::string binaryDir() {
-  const char* dir = std::getenv("VELTRA_BINARY_DIR");
-  if (dir != nullptr && *dir != '\0') {
-    return dir;
-  }
-  char exe[4096] = {0};
-  const ssize_t got = readlink("/proc/self/exe", exe, sizeof exe - 1);
-  std::string path = got > 0 ? std::string(exe, size_t(got)) : std::string("./bin/test");
-  for (int up = 0; up < 2; ++up) {
-    const size_t slash = path.rfind('/');
-    path = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-  }
-  return path;
-}
 
 // The scripts sit beside this source file.
 std::string script(const char* name) {

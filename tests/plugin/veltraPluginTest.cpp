@@ -29,28 +29,12 @@
 #include <string>
 #include <vector>
 
+#include "BuildPaths.h"
+
 namespace {
 
-// The build folder: VELTRA_BINARY_DIR when set, else the folder above the test
-// program's own bin/ folder, so the test also runs outside ctest.
-std::string binaryDir() {
-  const char* dir = std::getenv("VELTRA_BINARY_DIR");
-  if (dir != nullptr && *dir != '\0') {
-    return dir;
-  }
-  char exe[4096] = {0};
-  const ssize_t got = readlink("/proc/self/exe", exe, sizeof exe - 1);
-  std::string path = got > 0 ? std::string(exe, size_t(got)) : std::string("./bin/test");
-  for (int up = 0; up < 2; ++up) {
-    const size_t slash = path.rfind('/');
-    path = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-  }
-  return path;
-}
-
-std::string pluginPath() {
-  return binaryDir() + "/lib/veltra.so";
-}
+using buildpaths::binaryDir;
+using buildpaths::pluginPath;
 
 class ErrorCapture {
  public:

@@ -204,7 +204,7 @@ TEST_F(DegenerateChain, NonFiniteValuesAreRefusedAndChangeNothing) {
   };
   for (const auto& command : refused) {
     SCOPED_TRACE(command.first);
-    e2e::ErrorCapture errors;
+    ErrorCapture errors;
     EXPECT_NE(HGlobal::executeCommand(HString(command.first.c_str()), false, true),
               HStatus::kSuccess);
     EXPECT_NE(errors.text().find(command.second), std::string::npos)

@@ -29,6 +29,7 @@
 
 #include "BuildPaths.h"
 #include "ChainFixture.h"
+#include "ErrorCapture.h"
 
 namespace e2e {
 
@@ -53,19 +54,6 @@ inline std::string num(double value) {
 inline std::string triple(const Vec3& v) {
   return num(v.x) + " " + num(v.y) + " " + num(v.z);
 }
-
-// Collects what the host writes to its error output while it lives.
-class ErrorCapture {
- public:
-  ErrorCapture() { HStatus::setErrorStream(&fStream); }
-  ~ErrorCapture() { HStatus::setErrorStream(nullptr); }
-  ErrorCapture(const ErrorCapture&) = delete;
-  ErrorCapture& operator=(const ErrorCapture&) = delete;
-  std::string text() const { return fStream.str(); }
-
- private:
-  std::ostringstream fStream;
-};
 
 // Runs a command string; a failure carries the host's error text.
 inline ::testing::AssertionResult runs(const std::string& command) {

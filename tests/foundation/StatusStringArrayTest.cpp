@@ -3,6 +3,7 @@
 #include <sstream>
 #include <unordered_set>
 
+#include "ErrorCapture.h"
 #include "HDoubleArray.h"
 #include "HIntArray.h"
 #include "HPointArray.h"
@@ -13,19 +14,8 @@
 
 namespace {
 
-// Redirects HStatus's error stream for the lifetime of the object.
-class CapturedErrors {
- public:
-  CapturedErrors() { HStatus::setErrorStream(&fStream); }
-  ~CapturedErrors() { HStatus::setErrorStream(nullptr); }
-  std::string text() const { return fStream.str(); }
-
- private:
-  std::ostringstream fStream;
-};
-
 TEST(HStatus, PerrorWritesTextAndErrorStringToTheErrorStream) {
-  CapturedErrors errors;
+  ErrorCapture errors;
   HStatus(HStatus::kFailure).perror("veltra::doSolve() - Could not retrieve twist.");
   HStatus(HStatus::kNotFound, "no such node").perror(HString("lookup"));
   EXPECT_EQ(errors.text(),
@@ -35,7 +25,7 @@ TEST(HStatus, PerrorWritesTextAndErrorStringToTheErrorStream) {
 
 TEST(HStatus, NullStreamRestoresStandardError) {
   {
-    CapturedErrors errors;
+    ErrorCapture errors;
     EXPECT_NE(&HStatus::errorStream(), &std::cerr);
   }
   EXPECT_EQ(&HStatus::errorStream(), &std::cerr);

@@ -30,22 +30,12 @@
 #include <vector>
 
 #include "BuildPaths.h"
+#include "ErrorCapture.h"
 
 namespace {
 
 using buildpaths::binaryDir;
 using buildpaths::pluginPath;
-
-class ErrorCapture {
- public:
-  ErrorCapture() { HStatus::setErrorStream(&fStream); }
-  ~ErrorCapture() { HStatus::setErrorStream(nullptr); }
-  std::string text() const { return fStream.str(); }
-  bool contains(const std::string& piece) const { return text().find(piece) != std::string::npos; }
-
- private:
-  std::ostringstream fStream;
-};
 
 HStatus run(const std::string& command) {
   return HGlobal::executeCommand(HString(command.c_str()), false, true);

@@ -23,6 +23,7 @@
 #include <veltra.h>
 
 #include "ChainFixture.h"
+#include "ErrorCapture.h"
 
 #include <ostream>
 #include <sstream>
@@ -48,22 +49,6 @@ inline void registerVeltraNodeType() {
     HPluginManager::loadStatic("veltraTest", initVeltraTestPlugin, uninitVeltraTestPlugin);
   }
 }
-
-// Sends the host's error output to a string for as long as it lives.
-class ErrorCapture {
- public:
-  ErrorCapture() { HStatus::setErrorStream(&fStream); }
-  ~ErrorCapture() { HStatus::setErrorStream(nullptr); }
-  ErrorCapture(const ErrorCapture&) = delete;
-  ErrorCapture& operator=(const ErrorCapture&) = delete;
-  std::string text() const { return fStream.str(); }
-  bool contains(const std::string& piece) const {
-    return fStream.str().find(piece) != std::string::npos;
-  }
-
- private:
-  std::ostringstream fStream;
-};
 
 // One joint of a chain under construction; angles in radians.
 struct JointSpec {

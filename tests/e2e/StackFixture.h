@@ -165,33 +165,6 @@ struct Reach {
   bool bendable = true;   // every inner joint has a bend plane at rest
 };
 
-// The joint's local matrix with its preferred angles in place of its rotation.
-inline Mat4 restLocalMatrix(const HObject& node) {
-  using namespace chainfixture;
-  HFnDependencyNode fn(node);
-  const Vec3 s = readVec3(fn, "scale");
-  Mat4 scale = identity4();
-  scale[0][0] = s.x;
-  scale[1][1] = s.y;
-  scale[2][2] = s.z;
-  Mat4 shear = identity4();
-  shear[1][0] = fn.findPlug("shearXY").asDouble();
-  shear[2][0] = fn.findPlug("shearXZ").asDouble();
-  shear[2][1] = fn.findPlug("shearYZ").asDouble();
-  const Vec3 ra = readVec3(fn, "rotateAxis");
-  const Vec3 rest =
-      fn.hasAttribute("preferredAngle") ? readVec3(fn, "preferredAngle") : readVec3(fn, "rotate");
-  const Vec3 jo = fn.hasAttribute("jointOrient") ? readVec3(fn, "jointOrient") : Vec3{};
-  Mat4 translate = identity4();
-  const Vec3 t = readVec3(fn, "translate");
-  translate[3][0] = t.x;
-  translate[3][1] = t.y;
-  translate[3][2] = t.z;
-  return scale * shear * eulerMatrix(ra.x, ra.y, ra.z, 0) *
-         eulerMatrix(rest.x, rest.y, rest.z, fn.findPlug("rotateOrder").asInt()) *
-         eulerMatrix(jo.x, jo.y, jo.z, 0) * translate;
-}
-
 // World positions of the chain's entries in the rest pose. The chain hangs
 // under the world, so each entry's parent is the entry before it.
 inline std::vector<Vec3> restPositions(const HDagPathArray& entries) {
@@ -199,7 +172,7 @@ inline std::vector<Vec3> restPositions(const HDagPathArray& entries) {
   std::vector<Vec3> out;
   Mat4 world = chainfixture::identity4();
   for (unsigned i = 0; i < entries.length(); ++i) {
-    world = restLocalMatrix(entries[i].node()) * world;
+    world = chainfixture::localMatrix(entries[i].node(), "preferredAngle") * world;
     out.push_back({world[3][0], world[3][1], world[3][2]});
   }
   return out;

@@ -177,8 +177,10 @@ inline Vec3 readVec3(const HFnDependencyNode& fn, const std::string& name) {
           fn.findPlug((name + "Z").c_str()).asDouble()};
 }
 
-// S * Sh * RA * R * JO * T from the node's attribute values.
-inline Mat4 localMatrix(const HObject& node) {
+// S * Sh * RA * R * JO * T from the node's attribute values, with R read from
+// `rotation` where the node has that attribute (the rest pose keeps its
+// angles in "preferredAngle") and from "rotate" otherwise.
+inline Mat4 localMatrix(const HObject& node, const char* rotation = "rotate") {
   HFnDependencyNode fn(node);
   Mat4 scale = identity4();
   const Vec3 s = readVec3(fn, "scale");
@@ -190,7 +192,7 @@ inline Mat4 localMatrix(const HObject& node) {
   shear[2][0] = fn.findPlug("shearXZ").asDouble();
   shear[2][1] = fn.findPlug("shearYZ").asDouble();
   const Vec3 ra = readVec3(fn, "rotateAxis");
-  const Vec3 r = readVec3(fn, "rotate");
+  const Vec3 r = readVec3(fn, fn.hasAttribute(rotation) ? rotation : "rotate");
   Mat4 jointOrient = identity4();
   if (fn.hasAttribute("jointOrient")) {
     const Vec3 jo = readVec3(fn, "jointOrient");

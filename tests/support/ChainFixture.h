@@ -62,6 +62,25 @@ inline HDagPath pathTo(const HObject& node) {
   return path;
 }
 
+// Creates the joints one below the other, the first under `above` (the world
+// when null).
+inline std::vector<HDagPath> createJoints(const std::vector<JointDesc>& descs, HObject above) {
+  std::vector<HDagPath> joints;
+  for (const JointDesc& desc : descs) {
+    HFnIkJoint fnJoint;
+    const HObject joint = fnJoint.create(above);
+    fnJoint.setTranslation(desc.translate, HSpace::kTransform);
+    fnJoint.setOrientation(HEulerRotation(desc.jointOrient));
+    fnJoint.setRotateOrientation(HEulerRotation(desc.rotateAxis).asQuaternion(),
+                                 HSpace::kTransform);
+    fnJoint.setRotationOrder(HTransformationMatrix::fromEulerOrder(desc.rotateOrder), false);
+    fnJoint.setRotation(HEulerRotation(desc.rotate, desc.rotateOrder));
+    joints.push_back(pathTo(joint));
+    above = joint;
+  }
+  return joints;
+}
+
 // Creates the joints one below the other (the first under the parent
 // transform when one is given, else under the world), then the goal at the
 // last joint's world position. An IK handle gets no solver.
@@ -78,18 +97,7 @@ inline Chain buildChain(const std::vector<JointDesc>& descs, Goal goal = Goal::k
     fnParent.setScale(scale);
     above = chain.parent;
   }
-  for (const JointDesc& desc : descs) {
-    HFnIkJoint fnJoint;
-    const HObject joint = fnJoint.create(above);
-    fnJoint.setTranslation(desc.translate, HSpace::kTransform);
-    fnJoint.setOrientation(HEulerRotation(desc.jointOrient));
-    fnJoint.setRotateOrientation(HEulerRotation(desc.rotateAxis).asQuaternion(),
-                                 HSpace::kTransform);
-    fnJoint.setRotationOrder(HTransformationMatrix::fromEulerOrder(desc.rotateOrder), false);
-    fnJoint.setRotation(HEulerRotation(desc.rotate, desc.rotateOrder));
-    chain.joints.push_back(pathTo(joint));
-    above = joint;
-  }
+  chain.joints = createJoints(descs, above);
   for (size_t i = 0; i + 1 < chain.joints.size(); ++i) {
     chain.entries.append(chain.joints[i]);
   }

@@ -51,12 +51,7 @@ inline void registerVeltraNodeType() {
 }
 
 // One joint of a chain under construction; angles in radians.
-struct JointSpec {
-  HVector translate;
-  HVector rotate;
-  HVector jointOrient;
-  HVector rotateAxis;
-};
+using JointSpec = chainfixture::JointDesc;
 
 // A built chain: its joints from the root down, the IK handle and the solver.
 struct SolverChain {
@@ -66,9 +61,7 @@ struct SolverChain {
 };
 
 inline HDagPath pathOf(const HObject& node) {
-  HDagPath path;
-  HDagPath::getAPathTo(node, path);
-  return path;
+  return chainfixture::pathTo(node);
 }
 
 // Builds joints, each the child of the previous one (the first under `parent`,
@@ -77,18 +70,7 @@ inline HDagPath pathOf(const HObject& node) {
 inline SolverChain buildSolverChain(const std::vector<JointSpec>& descs, bool withSolver = true,
                                     const HObject& parent = HObject::kNullObj) {
   SolverChain chain;
-  HObject above = parent;
-  for (const JointSpec& desc : descs) {
-    HFnIkJoint fnJoint;
-    const HObject joint = fnJoint.create(above);
-    fnJoint.setTranslation(desc.translate, HSpace::kTransform);
-    fnJoint.setOrientation(HEulerRotation(desc.jointOrient));
-    fnJoint.setRotateOrientation(HEulerRotation(desc.rotateAxis).asQuaternion(),
-                                 HSpace::kTransform);
-    fnJoint.setRotation(HEulerRotation(desc.rotate));
-    chain.joints.push_back(pathOf(joint));
-    above = joint;
-  }
+  chain.joints = chainfixture::createJoints(descs, parent);
   HFnIkHandle fnHandle;
   const HObject handle = fnHandle.create(chain.joints.front(), chain.joints.back());
   chain.handle = pathOf(handle);

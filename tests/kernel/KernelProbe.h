@@ -22,20 +22,12 @@ using namespace chainfixture;
 class KernelProbe : public veltraKernel {
  public:
   using veltraKernel::fChainSpan;
-  using veltraKernel::fLowerLimits;
   using veltraKernel::fPlaneNormal;
-  using veltraKernel::fPoleAngleOffset;
-  using veltraKernel::fUpperLimits;
-  using veltraKernel::ikApplyPose;
-  using veltraKernel::ikJointMaxDistance;
   using veltraKernel::ikJointPositions;
   using veltraKernel::ikPoleVectorAngleOffset;
   using veltraKernel::ikSimulateRotations;
-  using veltraKernel::kernelSolve;
   using veltraKernel::preKernelSolve;
   using veltraKernel::solveRadialIteration;
-  using veltraKernel::solveRotatePlane;
-  using veltraKernel::solveTwist;
   using veltraKernel::veltraKernel;
 };
 

@@ -105,9 +105,6 @@ TEST_P(KernelPropertyTest, RandomChainsReachOrAimAtTheHandle) {
                       .isEquivalent(HEulerRotation(s.restPose[i], order).asQuaternion(), 1e-9))
           << "entry " << i;
     }
-    const std::vector<Vec3> again = worldPositions(chain.entries);
-    for (unsigned i = 0; i < n; ++i)
-      EXPECT_LT((again[i] - rest[i]).length(), 1e-9 * straight) << "entry " << i;
 
     enum Kind { kStraighten, kFold, kBeyond, kInsideFold };
     for (const Kind kind : {kStraighten, kFold, kBeyond, kInsideFold}) {

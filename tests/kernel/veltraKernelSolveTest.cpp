@@ -46,10 +46,9 @@ TEST_F(KernelTest, SolveStartsFromTheRestPoseAndReturnsNEntriesPerArray) {
       for (unsigned i = 0; i + 1 < n; ++i)
         EXPECT_TRUE(pose[i].isEquivalent(s.restPose[i], 1e-12)) << "entry " << i;
       EXPECT_EQ(pose[n - 1], before[n - 1]) << "the end entry keeps its rotation";
-      ASSERT_EQ(s.bendAngles.length(), n);
-      ASSERT_EQ(s.bendAxes.length(), n);
-      ASSERT_EQ(s.planeAngles.length(), n);
-      ASSERT_EQ(s.planeAxes.length(), n);
+      for (const unsigned length : {s.bendAngles.length(), s.bendAxes.length(),
+                                    s.planeAngles.length(), s.planeAxes.length()})
+        ASSERT_EQ(length, n);
       for (unsigned i = 1; i < n; ++i) {
         EXPECT_EQ(s.planeAngles[i], 0.0);
         EXPECT_EQ(s.planeAxes[i], HVector::zero);
@@ -81,26 +80,17 @@ TEST_F(KernelTest, SimulatedRotationsMatchAppliedOnes) {
     KernelProbe& kernel = s.kernel();
     HPointArray simulated;
     kernel.ikJointPositions(chain.entries, simulated);
-    HDoubleArray angles(n, 0.0);
-    HVectorArray axes(n, HVector::zero);
-    // No rotation reproduces the scene as it stands.
-    kernel.ikSimulateRotations(simulated, angles, axes);
-    std::vector<Vec3> expected = worldPositions(chain.entries);
-    for (unsigned i = 0; i < n; ++i)
-      EXPECT_LT((toVec3(HVector(simulated[i])) - expected[i]).length(), 1e-12);
-
+    HDoubleArray angles(n);
+    HVectorArray axes(n);
     for (unsigned i = 0; i < n; ++i) {
       angles[i] = angle(rng);
       axes[i] = randomDirection(rng) * 0.3;
     }
     kernel.ikSimulateRotations(simulated, angles, axes);
     kernel.ikApplyRotations(chain.entries, angles, axes);
-    expected = worldPositions(chain.entries);
+    const std::vector<Vec3> expected = worldPositions(chain.entries);
     for (unsigned i = 0; i < n; ++i)
       EXPECT_LT((toVec3(HVector(simulated[i])) - expected[i]).length(), 1e-9) << i;
-    HPointArray positions;
-    kernel.ikJointPositions(chain.entries, positions);
-    EXPECT_GE(kernel.ikJointMaxDistance(positions), (expected.back() - expected[0]).length());
   }
 }
 
@@ -159,9 +149,6 @@ TEST_F(KernelTest, RootRotateOrientationTurnsOnlyThePlaneAboutTheRootToEndAxis) 
     const Chain a = buildChain(withRA);
     const Chain b = buildChain(withoutRA);
     const std::vector<Vec3> rest = worldPositions(a.entries);
-    const std::vector<Vec3> restB = worldPositions(b.entries);
-    for (unsigned i = 0; i < n; ++i)
-      ASSERT_LT((rest[i] - restB[i]).length(), 1e-12);
 
     const Vec3 origin = rest.front();
     const double span = (rest.back() - origin).length();

@@ -35,7 +35,6 @@ TEST_F(KernelTest, RadialFoldsTowardsANearHandleAndStopsInTheTenthTrial) {
   // Fraction 185/1024 of the -90 degree fold limit, as a positive turn about
   // child x parent = +Z in the joint's rotation frame.
   EXPECT_DOUBLE_EQ(s.bendAngles[1], 16.259765625 * kPi / 180.0);
-  EXPECT_NEAR(s.bendAngles[1], 0.28378644, 1e-8);
   EXPECT_TRUE(s.bendAxes[1].isEquivalent(HVector(0, 0, 1)));
   const std::vector<Vec3> p = worldPositions(chain.entries);
   EXPECT_NEAR(interiorAngleDeg(p, 1), 73.740234375, 1e-9);
@@ -105,10 +104,6 @@ TEST_F(KernelTest, JointsStraightOrFoldedAtRestNeverBend) {
   Solve s(chain);
   KernelProbe& kernel = s.kernel();
   kernel.preKernelSolve();
-  EXPECT_DOUBLE_EQ(kernel.fLowerLimits[1], -180.0);
-  EXPECT_DOUBLE_EQ(kernel.fUpperLimits[1], 0.0);
-  EXPECT_DOUBLE_EQ(kernel.fLowerLimits[2], 0.0);
-  EXPECT_DOUBLE_EQ(kernel.fUpperLimits[2], 180.0);
   HDoubleArray angles;
   HVectorArray axes;
   kernel.solveRadialIteration(1.0, true, angles, axes);
@@ -172,18 +167,13 @@ TEST_F(KernelTest, RotatePlaneAndTwistTurnTheBendAboutTheRootToEndAxis) {
   struct Case {
     HVector pole;
     double twist;
-    double planeTurn;  // the rotate-plane rotation about +X
     Vec3 knee;
   };
   const Case cases[] = {
-      {{0, 1, 0}, 0.0, 0.0, {1, 1, 0}},
-      {{0, 0, 1}, 0.0, kPi / 2, {1, 0, 1}},
-      {{0, -1, 0}, 0.0, kPi, {1, -1, 0}},
-      {{0, 0, -1}, 0.0, 3 * kPi / 2, {1, 0, -1}},
-      {{0, 1, 0}, kPi / 2, 0.0, {1, 0, 1}},
-      {{0, 0, 1}, -kPi / 2, kPi / 2, {1, 1, 0}},
-      {{0, 1, 0}, 2 * kPi, 0.0, {1, 1, 0}},
-      {{2, 0, 0}, 0.7, 0.0, {1, std::cos(0.7), std::sin(0.7)}},
+      {{0, 1, 0}, 0.0, {1, 1, 0}},     {{0, 0, 1}, 0.0, {1, 0, 1}},
+      {{0, -1, 0}, 0.0, {1, -1, 0}},   {{0, 0, -1}, 0.0, {1, 0, -1}},
+      {{0, 1, 0}, kPi / 2, {1, 0, 1}}, {{0, 0, 1}, -kPi / 2, {1, 1, 0}},
+      {{0, 1, 0}, 2 * kPi, {1, 1, 0}}, {{2, 0, 0}, 0.7, {1, std::cos(0.7), std::sin(0.7)}},
   };
   for (const Case& c : cases) {
     HFileIO::newFile(true);
@@ -191,16 +181,6 @@ TEST_F(KernelTest, RotatePlaneAndTwistTurnTheBendAboutTheRootToEndAxis) {
     Solve s(chain);
     s.poleVector = c.pole;
     s.twist = c.twist;
-    KernelProbe& kernel = s.kernel();
-    kernel.preKernelSolve();
-    kernel.kernelSolve();
-    HQuaternion plane, twist;
-    kernel.solveRotatePlane(plane, kernel.fPoleAngleOffset);
-    kernel.solveTwist(twist);
-    EXPECT_TRUE(plane.isEquivalent(HQuaternion(c.planeTurn, HVector::xAxis), 1e-12))
-        << c.pole << " gives " << plane;
-    EXPECT_TRUE(twist.isEquivalent(HQuaternion(c.twist, HVector::xAxis), 1e-12));
-
     s.run();
     const std::vector<Vec3> p = worldPositions(chain.entries);
     EXPECT_NEAR((p[1] - c.knee).length(), 0.0, 1e-12) << c.pole << " twist " << c.twist;

@@ -69,8 +69,6 @@ TEST_F(IkEvaluationTest, NewHandleIsSolvedWithItselfInTheGroup) {
 
 TEST_F(IkEvaluationTest, EditingChainRotationsDoesNotDirty) {
   HFnIkJoint(fJoint1).setRotation(HEulerRotation(0.1, 0.2, 0.3));
-  HFnIkJoint(fJoint2).rotateBy(HQuaternion(0.4, HVector(0, 0, 1)), HSpace::kObject);
-  ASSERT_TRUE(succeeded(plug(fJoint2, "rz").setValue(1.0)));
   ASSERT_TRUE(succeeded(plug(fJoint1, "rotate").child(0).setValue(0.5)));
   EXPECT_FALSE(HIkSystem::isDirty(fHandle));
   EXPECT_FALSE(solvedAfter());
@@ -144,17 +142,15 @@ TEST_F(IkEvaluationTest, ChangesMadeByItsOwnSolveDoNotLeaveItDirty) {
   EXPECT_FALSE(solvedAfter());
 }
 
-TEST_F(IkEvaluationTest, SuspendedSolvingDoesNothing) {
+TEST_F(IkEvaluationTest, SuspendedSolvingWaitsAndTheCoreHookSolves) {
   plug(fHandle, "twist").setValue(0.5);
   HIkSystem::setSolvingSuspended(true);
   EXPECT_TRUE(HIkSystem::isSolvingSuspended());
   EXPECT_FALSE(solvedAfter());
   HIkSystem::setSolvingSuspended(false);
   EXPECT_TRUE(solvedAfter());
-}
-
-TEST_F(IkEvaluationTest, TheCoreHookEvaluates) {
-  plug(fHandle, "twist").setValue(0.5);
+  // The core's evaluation hook solves what is dirty.
+  plug(fHandle, "twist").setValue(0.7);
   RecordingSolver::calls().clear();
   hostdetail::runEvaluationHook();
   ASSERT_EQ(RecordingSolver::calls().size(), 1u);

@@ -12,7 +12,7 @@
 
 namespace {
 
-using e2e::JointSpec;
+using e2e::JointPlan;
 using e2e::num;
 using e2e::Reach;
 using e2e::Rig;
@@ -21,10 +21,6 @@ using e2e::triple;
 using e2e::Vec3;
 
 constexpr double kDegree = 3.141592653589793 / 180.0;
-
-bool uniform(const Vec3& scale) {
-  return scale.x == scale.y && scale.y == scale.z;
-}
 
 class RandomStack : public e2e::StackTest {
  protected:
@@ -46,13 +42,13 @@ class RandomStack : public e2e::StackTest {
   // 3 to 16 joints in a random walk whose inner joints are clearly bent, with
   // random joint orients, rotate axes and scales; about half the rigs scale
   // every joint uniformly.
-  std::vector<JointSpec> randomSpecs() {
+  std::vector<JointPlan> randomJoints() {
     const int count = intIn(3, 16);
     fUniformScale = intIn(0, 1) == 0;
-    std::vector<JointSpec> descs(static_cast<size_t>(count));
+    std::vector<JointPlan> descs(static_cast<size_t>(count));
     Vec3 position{uniformIn(-2, 2), uniformIn(-2, 2), uniformIn(-2, 2)};
     Vec3 previous = unit();
-    for (JointSpec& desc : descs) {
+    for (JointPlan& desc : descs) {
       desc.position = position;
       desc.orientDeg = {uniformIn(-180, 180), uniformIn(-180, 180), uniformIn(-180, 180)};
       desc.rotateAxisDeg = {uniformIn(-90, 90), uniformIn(-90, 90), uniformIn(-90, 90)};
@@ -85,7 +81,8 @@ class RandomStack : public e2e::StackTest {
     // The aim and the plane turn act in the root's rotation frame, which the
     // solver takes without the root's own scale; a non-uniform scale there
     // shears that frame, so the end is only on the ray when it is uniform.
-    const bool rootUniform = uniform(e2e::plugTriple(Rig::joint(0), "scale"));
+    const Vec3 rootScale = e2e::plugTriple(Rig::joint(0), "scale");
+    const bool rootUniform = rootScale.x == rootScale.y && rootScale.y == rootScale.z;
     if (rootUniform && handleDistance > 1e-9 * reach.straight) {
       EXPECT_LE(e2e::distanceFromRay(end, root, handle), 1e-6 * reach.straight)
           << "end " << triple(end) << " root " << triple(root) << " handle " << triple(handle);
@@ -196,7 +193,7 @@ TEST_F(RandomStack, EverySolveAimsReachesAndSurvivesSaveAndOpen) {
     fRng.seed(seed);
     ASSERT_TRUE(runs("file -new -f"));
     Rig rig;
-    ASSERT_TRUE(rig.build(randomSpecs()));
+    ASSERT_TRUE(rig.build(randomJoints()));
     checkPose(rig);
     for (int step = 0; step < kSteps && !HasFailure(); ++step) {
       const int op = intIn(0, 9);

@@ -22,8 +22,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -33,7 +31,6 @@
 
 namespace e2e {
 
-using buildpaths::binaryDir;
 using buildpaths::pluginPath;
 
 using chainfixture::Mat4;
@@ -81,53 +78,24 @@ inline HDagPath pathNamed(const std::string& name) {
   return path;
 }
 
-inline double plugValue(const std::string& node, const std::string& attribute) {
-  return HFnDependencyNode(nodeNamed(node)).findPlug(HString(attribute.c_str())).asDouble();
-}
-
 inline Vec3 plugTriple(const std::string& node, const std::string& attribute) {
-  return {plugValue(node, attribute + "X"), plugValue(node, attribute + "Y"),
-          plugValue(node, attribute + "Z")};
+  return chainfixture::readVec3(HFnDependencyNode(nodeNamed(node)), attribute);
 }
 
-// Every numeric value a plug holds, through compounds and array elements, with
-// the plug's name; strings and messages are passed over.
-inline void collectValues(const HPlug& plug, std::vector<std::pair<std::string, double>>& out) {
-  if (plug.isArray()) {
-    for (unsigned i = 0; i < plug.numElements(); ++i) {
-      collectValues(plug.elementByPhysicalIndex(i), out);
-    }
-    return;
-  }
-  if (plug.isCompound()) {
-    for (unsigned i = 0; i < plug.numChildren(); ++i) {
-      collectValues(plug.child(i), out);
-    }
-    return;
+// The first numeric value the plug holds, through compounds and array
+// elements, that is NaN or infinite, or "" when all are finite.
+inline std::string firstNonFinite(const HPlug& plug) {
+  const bool array = plug.isArray();
+  const unsigned count = array ? plug.numElements() : plug.numChildren();
+  std::string bad;
+  for (unsigned i = 0; i < count && bad.empty(); ++i) {
+    bad = firstNonFinite(array ? plug.elementByPhysicalIndex(i) : plug.child(i));
   }
   double value = 0.0;
-  if (plug.getValue(value) == HStatus::kSuccess) {
-    out.emplace_back(plug.name().asChar(), value);
+  if (!array && count == 0 && plug.getValue(value) == HStatus::kSuccess && !std::isfinite(value)) {
+    bad = std::string(plug.name().asChar()) + " = " + num(value);
   }
-}
-
-// The first value of the node that is NaN or infinite, or "" when all are finite.
-inline std::string firstNonFinite(const std::string& node) {
-  HFnDependencyNode fn(nodeNamed(node));
-  std::vector<std::pair<std::string, double>> values;
-  for (unsigned i = 0; i < fn.attributeCount(); ++i) {
-    HPlug plug = fn.findPlug(fn.attribute(i));
-    // Children of compounds are reached through their parents.
-    if (!plug.isNull() && !plug.isChild()) {
-      collectValues(plug, values);
-    }
-  }
-  for (const auto& entry : values) {
-    if (!std::isfinite(entry.second)) {
-      return entry.first + " = " + num(entry.second);
-    }
-  }
-  return "";
+  return bad;
 }
 
 // Names of every node of a type.
@@ -200,7 +168,7 @@ inline Reach reachOf(const std::vector<Vec3>& rest) {
 
 // One joint to build: world position at creation, then joint orient and
 // rotate axis (degrees) and scale, set on it before its child is made.
-struct JointSpec {
+struct JointPlan {
   Vec3 position;
   Vec3 orientDeg;
   Vec3 rotateAxisDeg;
@@ -213,23 +181,21 @@ class Rig {
  public:
   // Builds the joints and the handle; false (with a test failure) when a
   // command is refused.
-  bool build(const std::vector<JointSpec>& descs) {
+  bool build(const std::vector<JointPlan>& descs) {
     fJointCount = int(descs.size());
-    if (!check(runs("select -cl"))) {
-      return false;
-    }
+    std::string command = "select -cl";
     for (size_t i = 0; i < descs.size(); ++i) {
-      const JointSpec& desc = descs[i];
       const std::string name = joint(int(i));
-      if (!check(runs("joint -p " + triple(desc.position))) ||
-          !check(runs("setAttr " + name + ".jointOrient " + triple(desc.orientDeg))) ||
-          !check(runs("setAttr " + name + ".rotateAxis " + triple(desc.rotateAxisDeg))) ||
-          !check(runs("setAttr " + name + ".scale " + triple(desc.scale)))) {
-        return false;
-      }
+      command += "; joint -p " + triple(descs[i].position) + "; setAttr " + name + ".jointOrient " +
+                 triple(descs[i].orientDeg) + "; setAttr " + name + ".rotateAxis " +
+                 triple(descs[i].rotateAxisDeg) + "; setAttr " + name + ".scale " +
+                 triple(descs[i].scale);
     }
-    return check(
-        runs("select -cl; ikHandle -sj joint1 -ee " + joint(fJointCount - 1) + " -sol veltra"));
+    const ::testing::AssertionResult built =
+        runs(command + "; select -cl; ikHandle -sj joint1 -ee " + joint(fJointCount - 1) +
+             " -sol veltra");
+    EXPECT_TRUE(built);
+    return bool(built);
   }
 
   int jointCount() const { return fJointCount; }
@@ -262,33 +228,27 @@ class Rig {
     return values;
   }
 
-  // Names of the rig's nodes whose values must stay finite.
-  std::vector<std::string> nodes() const {
-    std::vector<std::string> names;
-    for (int i = 0; i < fJointCount; ++i) {
-      names.push_back(joint(i));
-    }
-    names.push_back("effector1");
-    names.push_back("ikHandle1");
-    return names;
-  }
-
+  // The first value of the rig's nodes that is not finite, or "".
   std::string firstNonFiniteValue() const {
-    for (const std::string& node : nodes()) {
-      const std::string bad = firstNonFinite(node);
-      if (!bad.empty()) {
-        return bad;
+    std::vector<std::string> nodes = {"effector1", "ikHandle1"};
+    for (int i = 0; i < fJointCount; ++i) {
+      nodes.push_back(joint(i));
+    }
+    for (const std::string& node : nodes) {
+      HFnDependencyNode fn(nodeNamed(node));
+      for (unsigned i = 0; i < fn.attributeCount(); ++i) {
+        const HPlug plug = fn.findPlug(fn.attribute(i));
+        // Children of compounds are reached through their parents.
+        const std::string bad = plug.isNull() || plug.isChild() ? "" : firstNonFinite(plug);
+        if (!bad.empty()) {
+          return node + ": " + bad;
+        }
       }
     }
     return "";
   }
 
  private:
-  static bool check(const ::testing::AssertionResult& result) {
-    EXPECT_TRUE(result);
-    return bool(result);
-  }
-
   int fJointCount = 0;
 };
 

@@ -1,83 +1,35 @@
 // The real veltra.so loaded into the host process: registration and its
 // failures, the rest-pose command with undo and redo, and the scene callbacks.
-// Solving across save and open is covered end to end by the hostsh scripts.
+// Solving across save and open is covered end to end by the hostsh script test.
 
-#include <gtest/gtest.h>
-
-#include <HDagPath.h>
 #include <HEulerRotation.h>
-#include <HFileIO.h>
-#include <HFnDependencyNode.h>
-#include <HFnIkJoint.h>
 #include <HFnPlugin.h>
 #include <HFnTransform.h>
-#include <HGlobal.h>
-#include <HIkSystem.h>
-#include <HPluginManager.h>
 #include <HPxNode.h>
-#include <HSelectionList.h>
-#include <HSpace.h>
-#include <HStatus.h>
 #include <HTypeId.h>
 #include <HVector.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "BuildPaths.h"
-#include "ErrorCapture.h"
+#include "../e2e/StackFixture.h"
 
 namespace {
 
-using buildpaths::binaryDir;
-using buildpaths::pluginPath;
+using e2e::nodesOfType;
+using e2e::pathNamed;
+using e2e::pluginPath;
+using e2e::tempScene;
 
+// Runs a command; its errors go to whatever captures them at the time.
 HStatus run(const std::string& command) {
   return HGlobal::executeCommand(HString(command.c_str()), false, true);
 }
 
-HDagPath pathNamed(const char* name) {
-  HSelectionList list;
-  list.add(name);
-  HDagPath path;
-  list.getDagPath(0, path);
-  return path;
-}
-
 bool hasAttribute(const char* node, const char* attribute) {
-  HSelectionList list;
-  list.add(node);
-  HObject object;
-  list.getDependNode(0, object);
-  return HFnDependencyNode(object).hasAttribute(attribute);
+  return HFnDependencyNode(e2e::nodeNamed(node)).hasAttribute(attribute);
 }
 
 HVector preferredAngle(const char* joint) {
-  HFnIkJoint fnJoint(pathNamed(joint));
-  double angle[3] = {0.0, 0.0, 0.0};
-  fnJoint.getPreferedAngle(angle);
-  return HVector(angle[0], angle[1], angle[2]);
-}
-
-// Names of every node of a type.
-std::vector<std::string> nodesOfType(const char* type) {
-  HStringArray result;
-  HGlobal::executeCommand(HString((std::string("ls -type ") + type).c_str()), result);
-  std::vector<std::string> names;
-  for (const HString& name : result) {
-    names.push_back(name.asChar());
-  }
-  return names;
-}
-
-// A scene file path private to this test process.
-std::string tempScene(const char* tag) {
-  return ::testing::TempDir() + "veltra_" + tag + "_" + std::to_string(getpid()) + ".hsa";
+  const e2e::Vec3 angle = e2e::plugTriple(joint, "preferredAngle");
+  return HVector(angle.x, angle.y, angle.z);
 }
 
 // A node type that takes veltra's type id, so that veltra's registration fails.
@@ -98,25 +50,9 @@ HStatus uninitSquatter(HObject plugin) {
   return fnPlugin.deregisterNode(HTypeId(0x12345678));
 }
 
-class PluginTest : public ::testing::Test {
+// Loads veltra.so into a fresh scene and takes it out again afterwards.
+class PluginTest : public e2e::StackTest {
  protected:
-  void SetUp() override {
-    HFileIO::newFile(true);
-    HStatus status;
-    HPluginManager::load(pluginPath().c_str(), &status);
-    ASSERT_EQ(status, HStatus::kSuccess) << "could not load " << pluginPath();
-  }
-
-  void TearDown() override {
-    // A new scene may get a veltra node from the callbacks; the plug-in can
-    // only go while none of its nodes exist.
-    HFileIO::newFile(true);
-    for (const std::string& node : nodesOfType("veltra")) {
-      run("delete " + node);
-    }
-    EXPECT_EQ(HPluginManager::unload("veltra"), HStatus::kSuccess);
-  }
-
   // joint1 -> joint2 -> joint3, bent at joint2, with an IK handle; with a
   // solver the handle is solved by veltra.
   void makeChain(bool withSolver) {
@@ -180,84 +116,68 @@ TEST_F(PluginTest, RestPoseRefusesWhatIsNoHandle) {
   EXPECT_EQ(HFileIO::sceneAsText().asChar(), before);
 }
 
-TEST_F(PluginTest, RestPoseOnANeverSolvedHandleCreatesTheMarker) {
+TEST_F(PluginTest, RestPoseStoresTheCurrentPoseAndUndoRedoRestore) {
+  // A never-solved handle: the command creates the marker, undo removes it.
   makeChain(false);
   run("rotate 0 0 30 joint2");
-  ASSERT_FALSE(hasAttribute("ikHandle1", "wexelRestPose"));
   ASSERT_EQ(run("veltraRestPose ikHandle1"), HStatus::kSuccess);
   EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
   HEulerRotation rotation;
   HFnTransform(pathNamed("joint2")).getRotation(rotation);
   EXPECT_TRUE(preferredAngle("joint2").isEquivalent(rotation.asVector(), 1e-12));
-
   ASSERT_EQ(run("undo"), HStatus::kSuccess);
   EXPECT_FALSE(hasAttribute("ikHandle1", "wexelRestPose"));
   ASSERT_EQ(run("redo"), HStatus::kSuccess);
   EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
-  ASSERT_EQ(run("undo"), HStatus::kSuccess);
-  EXPECT_FALSE(hasAttribute("ikHandle1", "wexelRestPose"));
-}
 
-TEST_F(PluginTest, RestPoseOnASolvedHandleReplacesAndRestores) {
+  // A solved handle: the stored angles are replaced and restored, the marker stays.
+  HFileIO::newFile(true);
   makeChain(true);
   ASSERT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));  // the first solve made it
   const HVector original = preferredAngle("joint2");
-
   // Pose the chain by hand (this does not dirty the handle) and store it.
   HFnTransform(pathNamed("joint2")).setRotation(HEulerRotation(0.0, 0.0, 0.3));
   HFnTransform(pathNamed("joint1")).setRotation(HEulerRotation(0.0, 0.0, -0.2));
   ASSERT_EQ(run("veltraRestPose ikHandle1"), HStatus::kSuccess);
   EXPECT_TRUE(preferredAngle("joint2").isEquivalent(HVector(0.0, 0.0, 0.3), 1e-12));
   EXPECT_TRUE(preferredAngle("joint1").isEquivalent(HVector(0.0, 0.0, -0.2), 1e-12));
-
   ASSERT_EQ(run("undo"), HStatus::kSuccess);
   EXPECT_TRUE(preferredAngle("joint2").isEquivalent(original, 1e-12));
+  EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
   // Redo stores the pose the joints have then, not the one of the first run.
   HFnTransform(pathNamed("joint2")).setRotation(HEulerRotation(0.1, 0.0, 0.5));
   ASSERT_EQ(run("redo"), HStatus::kSuccess);
   EXPECT_TRUE(preferredAngle("joint2").isEquivalent(HVector(0.1, 0.0, 0.5), 1e-12));
-  ASSERT_EQ(run("undo"), HStatus::kSuccess);
-  EXPECT_TRUE(preferredAngle("joint2").isEquivalent(original, 1e-12));
-  EXPECT_TRUE(hasAttribute("ikHandle1", "wexelRestPose"));
 }
 
-TEST_F(PluginTest, CallbacksInstallOnceAndKeepTheSelection) {
-  ASSERT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
-  ASSERT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
-  HFileIO::newFile(true);
-  const std::vector<std::string> solvers = nodesOfType("veltra");
-  ASSERT_EQ(solvers.size(), 1u);  // a second callback would have made "veltra1"
-  EXPECT_EQ(solvers[0], "veltra");
-  HSelectionList selection;
-  HGlobal::getActiveSelectionList(selection);
-  EXPECT_EQ(selection.length(), 0u);
-}
-
-TEST_F(PluginTest, OpeningAScenePutsTheSolverInOnlyWhenMissing) {
+TEST_F(PluginTest, CallbacksPutOneSolverInEveryNewOrOpenedSceneThatLacksIt) {
   const std::string named = tempScene("named");
   const std::string withoutName = tempScene("unnamed");
-
   // A scene with a plain transform named "veltra", and one without.
   ASSERT_EQ(run("createNode transform -n veltra; createNode transform -n other"),
             HStatus::kSuccess);
   ASSERT_EQ(HFileIO::saveAs(named.c_str()), HStatus::kSuccess);
   HFileIO::newFile(true);
-  ASSERT_EQ(run("createNode transform -n other; select other"), HStatus::kSuccess);
+  ASSERT_EQ(run("createNode transform -n other"), HStatus::kSuccess);
   ASSERT_EQ(HFileIO::saveAs(withoutName.c_str()), HStatus::kSuccess);
 
-  ASSERT_EQ(run("veltraCallbacks"), HStatus::kSuccess);
+  // Installed twice, still one solver; a second callback would make "veltra1".
+  ASSERT_EQ(run("veltraCallbacks; veltraCallbacks"), HStatus::kSuccess);
+  ASSERT_EQ(run("select other"), HStatus::kSuccess);
+  HFileIO::newFile(true);
+  EXPECT_EQ(nodesOfType("veltra"), std::vector<std::string>{"veltra"});
+  HSelectionList selection;
+  HGlobal::getActiveSelectionList(selection);
+  EXPECT_EQ(selection.length(), 0u);
+
   ASSERT_EQ(HFileIO::open(named.c_str()), HStatus::kSuccess);
   EXPECT_TRUE(nodesOfType("veltra").empty());
-
-  ASSERT_EQ(run("select -cl; select other"), HStatus::kSuccess);
-  HSelectionList before;
-  HGlobal::getActiveSelectionList(before);
+  ASSERT_EQ(run("select other"), HStatus::kSuccess);
   ASSERT_EQ(HFileIO::open(withoutName.c_str()), HStatus::kSuccess);
   EXPECT_EQ(nodesOfType("veltra"), std::vector<std::string>{"veltra"});
-  HSelectionList after;
-  HGlobal::getActiveSelectionList(after);
   HStringArray names;
-  after.getSelectionStrings(names);
+  HGlobal::getActiveSelectionList(selection);
+  selection.getSelectionStrings(names);
   for (const HString& name : names) {
     EXPECT_NE(std::string(name.asChar()), "veltra");
   }

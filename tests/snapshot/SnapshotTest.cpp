@@ -151,14 +151,22 @@ TEST_F(SnapshotTest, MarksLandOnTheProjectedWorldPositionsInEveryView) {
   run("setAttr rig.scale 2 0.5 1.5; setAttr rig.translate 3 -1 4");
   for (const char* view : {"front", "side", "top"}) {
     SCOPED_TRACE(view);
-    const Document doc = drawn(std::string("-view ") + view);
+    const Document doc = drawn(std::string("-w 500 -view ") + view);
     ASSERT_EQ(doc.find("circle", "joint").size(), 4u);
+    EXPECT_EQ(doc.elements[0].attr("width"), "500");
     const Mapping m = jointMapping(doc, view);
-    for (const Element* c : doc.find("circle", "joint")) {  // inside the picture
-      EXPECT_GE(std::min(c->number("cx"), c->number("cy")) - c->number("r"), 0.0);
-      EXPECT_LE(c->number("cx") + c->number("r"), doc.elements[0].number("width"));
-      EXPECT_LE(c->number("cy") + c->number("r"), doc.elements[0].number("height"));
+    // Fitted wherever the rig is and however large: inside the picture, and
+    // filling it along one side.
+    double left = 1e9, right = -1e9, top = 1e9, bottom = -1e9;
+    for (const Element* c : doc.find("circle", "joint")) {
+      left = std::min(left, c->number("cx") - c->number("r"));
+      right = std::max(right, c->number("cx") + c->number("r"));
+      top = std::min(top, c->number("cy") - c->number("r"));
+      bottom = std::max(bottom, c->number("cy") + c->number("r"));
     }
+    const double width = doc.elements[0].number("width"), height = doc.elements[0].number("height");
+    EXPECT_TRUE(left >= 0 && top >= 0 && right <= width && bottom <= height);
+    EXPECT_GT(std::max((right - left) / width, (bottom - top) / height), 0.6);
     const auto bones = doc.find("line", "bone");  // from each joint's parent joint to it
     ASSERT_EQ(bones.size(), 3u);
     for (int i = 0; i < 3; ++i) {
@@ -176,26 +184,7 @@ TEST_F(SnapshotTest, MarksLandOnTheProjectedWorldPositionsInEveryView) {
   }
 }
 
-TEST_F(SnapshotTest, FittingDoesNotDependOnWhereOrHowLargeTheRigIs) {
-  buildChain();
-  run("createNode transform -n rig; parent joint1 rig; parent ikHandle1 rig");
-  const Document before = drawn("-w 500");
-  EXPECT_EQ(before.elements[0].attr("width"), "500");
-  run("setAttr rig.scale 40 40 40; setAttr rig.translate 1000 -250 30");
-  const Document after = drawn("-w 500");
-  const auto a = before.find("circle", "joint"), b = after.find("circle", "joint");
-  ASSERT_EQ(a.size(), b.size());
-  double left = 1e9, right = -1e9;
-  for (size_t i = 0; i < a.size(); ++i) {
-    EXPECT_NEAR(a[i]->number("cx"), b[i]->number("cx"), 0.011);
-    EXPECT_NEAR(a[i]->number("cy"), b[i]->number("cy"), 0.011);
-    left = std::min(left, a[i]->number("cx"));
-    right = std::max(right, a[i]->number("cx"));
-  }
-  EXPECT_GT(right - left, 0.6 * 500);  // a wide chain fills the picture's width
-}
-
-TEST_F(SnapshotTest, GhostsShowTheRecordedPosesFaintBehindTheScene) {
+TEST_F(SnapshotTest, GhostsShowTheNewestRecordedPosesFaintBehindTheScene) {
   buildChain();
   std::vector<std::vector<std::vector<double>>> recorded;
   for (const char* turn : {"0 0 0", "0 0 30", "0 20 60"}) {
@@ -226,19 +215,12 @@ TEST_F(SnapshotTest, GhostsShowTheRecordedPosesFaintBehindTheScene) {
   // Drawing and recording in one command: the drawing comes first.
   EXPECT_EQ(svgtest::parse(picture("-ghost -record")).find("g", "ghost").size(), 2u);
   EXPECT_EQ(drawn("-ghost").find("g", "ghost").size(), 3u);
+  // A replaced scene's poses draw nothing, though the names are the same.
+  HFileIO::newFile(true);
+  buildChain();
+  EXPECT_TRUE(drawn("-ghost").find("circle", "ghost-joint").empty());
   run("snapshot -clear");
   EXPECT_TRUE(drawn("-ghost").find("g", "ghost").empty());
-}
-
-TEST_F(SnapshotTest, GhostsForgetReplacedScenesAndKeepTheNewestPoses) {
-  buildChain();
-  run("snapshot -record");
-  HFileIO::newFile(true);
-  buildChain();  // the same names, new nodes
-  const Document doc = drawn("-ghost");
-  EXPECT_TRUE(doc.find("circle", "ghost-joint").empty());
-  EXPECT_TRUE(doc.find("line", "ghost-bone").empty());
-  run("snapshot -clear");
   for (int i = 0; i < 300; ++i)
     run("snapshot -record");
   EXPECT_EQ(drawn("-ghost").find("g", "ghost").size(), 256u);
@@ -252,12 +234,10 @@ TEST_F(SnapshotTest, PoleArrowPointsAlongThePoleVectorFromTheChainsRoot) {
     const Document doc = drawn("-view " + view);
     HDagPath start;
     HFnIkHandle(node("ikHandle1")).getStartJoint(start);
-    const Element* root = nullptr;
-    for (const Element* circle : doc.find("circle", "joint"))
-      if (circle->attr("data-name") == HFnDependencyNode(start.node()).name().asStdString())
-        root = circle;
+    const Element* root = doc.find("circle", "joint")[0];
     const auto line = doc.find("line", "pole");
-    if (!root || line.size() != 1) {
+    if (root->attr("data-name") != HFnDependencyNode(start.node()).name().asStdString() ||
+        line.size() != 1) {
       ADD_FAILURE() << "no root joint or no single pole arrow";
       return std::vector<double>{0, 0};
     }
@@ -274,11 +254,8 @@ TEST_F(SnapshotTest, PoleArrowPointsAlongThePoleVectorFromTheChainsRoot) {
   std::vector<double> d = arrow("front");
   EXPECT_NEAR(d[0], 0.6, 1e-3);
   EXPECT_NEAR(d[1], -0.8, 1e-3);
-  pole("0 0 1");
-  d = arrow("top");  // +Z points down the picture
-  EXPECT_NEAR(d[0], 0.0, 1e-3);
-  EXPECT_NEAR(d[1], 1.0, 1e-3);
   // Along the line of sight: a ring with a dot (towards the viewer) or a cross.
+  pole("0 0 1");
   EXPECT_EQ(drawn("-view front").find("circle", "pole-dot").size(), 1u);
   pole("0 0 -1");
   Document doc = drawn("-view front");
@@ -324,12 +301,11 @@ TEST_F(SnapshotTest, AngleBiasRampIsDrawnFromTheHandlesEntries) {
 
   HFloatArray positions, values;
   HIntArray interps;
-  for (float p : {0.0f, 0.5f, 1.0f})
-    positions.append(p);
-  for (float v : {0.2f, 0.5f, 1.4f})  // the last beyond 1: drawn at the top
-    values.append(v);
-  for (int i = 0; i < 3; ++i)
+  for (const auto& entry : {std::pair<float, float>{0.0f, 0.2f}, {0.5f, 0.5f}, {1.0f, 1.4f}}) {
+    positions.append(entry.first);
+    values.append(entry.second);  // the last beyond 1: drawn at the top
     interps.append(HRampAttribute::kLinear);
+  }
   HRampAttribute(handle, ramp).addEntries(positions, values, interps);
 
   doc = drawn("");
@@ -371,13 +347,7 @@ TEST_F(SnapshotTest, DegenerateScenesGiveFiniteWellFormedPictures) {
       EXPECT_EQ(text.find("nan"), std::string::npos);
       EXPECT_EQ(text.find("inf"), std::string::npos);
       const Document doc = svgtest::parse(text);
-      ASSERT_TRUE(doc.wellFormed) << doc.error;
-      for (const Element& e : doc.elements)
-        for (const char* key : {"x", "y", "cx", "cy", "r", "x1", "y1", "x2", "y2", "width"}) {
-          if (e.has(key)) {
-            EXPECT_TRUE(std::isfinite(e.number(key))) << e.name << " " << key;
-          }
-        }
+      EXPECT_TRUE(doc.wellFormed) << doc.error;
     }
   }
 }

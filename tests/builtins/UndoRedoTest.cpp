@@ -4,7 +4,6 @@
 // also compared through the C++ API.
 
 #include "BuiltinsFixture.h"
-#include "HFnIkHandle.h"
 
 namespace builtinstest {
 namespace {
@@ -69,27 +68,6 @@ TEST_F(BuiltinsTest, UndoAndRedoWalkBackAndForthThroughEveryState) {
   for (size_t i = 0; i < count; ++i)
     run("redo");
   EXPECT_EQ(sceneText(), states[count]);
-}
-
-TEST_F(BuiltinsTest, UndoOfDeleteBringsBackTheSubtreeItsLinksAndConnections) {
-  run("joint -p 0 0 0; joint -p 0 2 0; joint -p 0 4 0");
-  run("ikHandle -sj joint1 -ee joint3");
-  run("createNode transform -n probe");
-  run("connectAttr joint3.translateY probe.translateX");
-  run("setAttr joint3.translateY 2.5");
-  HObject joint3 = node("joint3");
-  run("delete joint2");
-  EXPECT_TRUE(joint3.isNull());
-  EXPECT_TRUE(node("effector1").isNull());
-  EXPECT_EQ(run("ls -type joint"), std::vector<std::string>{"joint1"});
-  run("undo");
-  EXPECT_FALSE(joint3.isNull());
-  EXPECT_EQ(parentName("joint3"), "joint2");
-  EXPECT_EQ(value("probe", "translateX"), 2.5);
-  HDagPath effector;
-  EXPECT_TRUE(HFnIkHandle(node("ikHandle1")).getEffector(effector).statusCode() ==
-              HStatus::kSuccess);
-  EXPECT_EQ(effector.node(), node("effector1"));
 }
 
 TEST_F(BuiltinsTest, UndoOfACompoundWaitingForChildrenTakesItsChildrenBackOneByOne) {

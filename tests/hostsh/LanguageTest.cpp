@@ -18,12 +18,14 @@ class LanguageTest : public ::testing::Test {
 TEST_F(LanguageTest, WordsStringsAndEscapesReachTheCommand) {
   ASSERT_TRUE(
       succeeded(run("probeArgs plain  \t -flag 3.5 \"two words\" \"a \\\"q\\\" \\\\ b\" "
-                    "\"tab\\there\" \"\" path/to//x \"\\d\"")));
-  const std::vector<std::string> expected = {
-      "plain", "-flag", "3.5", "two words", "a \"q\" \\ b", "tab\there", "", "path/to//x", "\\d"};
+                    "\"tab\\there\" \"\" path/to//x \"\\d\" -n\"name\"x")));
+  // A quote ends a word, and a word ends at a quote.
+  const std::vector<std::string> expected = {"plain",        "-flag",     "3.5",  "two words",
+                                             "a \"q\" \\ b", "tab\there", "",     "path/to//x",
+                                             "\\d",          "-n",        "name", "x"};
   EXPECT_EQ(words(), expected);
-  const std::vector<bool> expectedQuoted = {false, false, false, true, true,
-                                            true,  true,  false, true};
+  const std::vector<bool> expectedQuoted = {false, false, false, true,  true, true,
+                                            true,  false, true,  false, true, false};
   EXPECT_EQ(quoted(), expectedQuoted);
 }
 
@@ -37,17 +39,11 @@ TEST_F(LanguageTest, SemicolonsNewlinesAndCommentsSeparateCommands) {
   EXPECT_EQ(words(), (std::vector<std::string>{"; // not a comment", "a"}));
 }
 
-TEST_F(LanguageTest, AQuoteEndsAWord) {
-  ASSERT_TRUE(succeeded(run("probeArgs -n\"name\"x")));
-  EXPECT_EQ(words(), (std::vector<std::string>{"-n", "name", "x"}));
-}
-
 TEST_F(LanguageTest, TextWithoutCommandsSucceeds) {
-  for (const char* text : {"", "   ", ";;;", "// only a comment", "\n\n  \n"}) {
-    Capture capture;
-    EXPECT_TRUE(succeeded(run(text))) << text;
-    EXPECT_EQ(capture.err(), "") << text;
-  }
+  Capture capture;
+  EXPECT_TRUE(succeeded(run("")));
+  EXPECT_TRUE(succeeded(run("  ;;; \n\n // only a comment")));
+  EXPECT_EQ(capture.err(), "");
 }
 
 TEST_F(LanguageTest, UnterminatedStringIsAnErrorWithItsLine) {
@@ -76,10 +72,10 @@ TEST_F(LanguageTest, UnknownCommandsAreNamed) {
 }
 
 TEST_F(LanguageTest, QuotedWordsReadBackAsTheSameArgument) {
+  // Plain, empty, flag-like, comment-like, and every character that escapes.
   for (const std::string& word :
-       {std::string("plain"), std::string("two words"), std::string("-flagLike"), std::string("-5"),
-        std::string("semi;colon"), std::string("q\"uote"), std::string("back\\slash"),
-        std::string("line\nbreak"), std::string("//comment"), std::string("")}) {
+       {std::string("plain"), std::string(""), std::string("-flagLike"), std::string("-5"),
+        std::string("//comment"), std::string("two words;q\"uote\\back\nline\ttab")}) {
     ASSERT_TRUE(succeeded(run("probeArgs " + hostdetail::quoteWord(word)))) << word;
     ASSERT_EQ(words().size(), 1u) << word;
     EXPECT_EQ(words()[0], word);

@@ -41,38 +41,23 @@ TEST_F(SyntaxTest, MultiUseFlagsKeepEveryUseInOrder) {
 }
 
 TEST_F(SyntaxTest, TypesAreChecked) {
-  struct Case {
-    const char* command;
-    const char* message;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"probeSyntax -c 1.5 1", "Flag -c: \"1.5\" is not an integer"},
       {"probeSyntax -u -1 1", "Flag -u: \"-1\" is not a non-negative integer"},
-      {"probeSyntax -d far 1", "Flag -d: \"far\" is not a number"},
       {"probeSyntax -b maybe 1", "Flag -b: \"maybe\" is not a boolean"},
       {"probeSyntax -p 1 2 x 1", "Flag -p: \"x\" is not a number"},
-      {"probeSyntax abc", "Argument \"abc\" is not a number"},
       {"probeSyntax 1e999", "Argument \"1e999\" is not a number"},
-      {"probeSyntax -inf", "Argument \"-inf\" is not a number"},
       {"probeSyntax -NaN", "Argument \"-NaN\" is not a number"},
   };
-  for (const Case& c : cases) {
-    const std::string err = errorOf(c.command);
-    EXPECT_NE(err.find(std::string("Error: probeSyntax: ") + c.message), std::string::npos)
-        << c.command << "\n"
+  for (const auto& c : cases) {
+    const std::string err = errorOf(c.first);
+    EXPECT_NE(err.find(std::string("Error: probeSyntax: ") + c.second), std::string::npos)
+        << c.first << "\n"
         << err;
   }
-  for (const char* good : {"probeSyntax -b on -b2 1", "probeSyntax -b off 1", "probeSyntax -b 1 1",
-                           "probeSyntax -b TRUE -u 0 1"}) {
-    Capture capture;
-    HStatus status = run(good);
-    if (std::string(good).find("-b2") != std::string::npos) {
-      EXPECT_FALSE(succeeded(status));
-      EXPECT_TRUE(capture.errHas("Invalid flag: -b2"));
-    } else {
-      EXPECT_TRUE(succeeded(status)) << good << capture.err();
-    }
-  }
+  EXPECT_EQ(results("probeSyntax -b off -u 0 -d 2.5 1"),
+            (std::vector<std::string>{"-unsigned:0", "-distance:2.5", "-bool:off", "arg:1"}));
+  EXPECT_TRUE(succeeded(run("probeSyntax -b TRUE 1; probeSyntax -b 1 1")));
 }
 
 TEST_F(SyntaxTest, CountsAreCheckedAndTheUsageShown) {
@@ -81,27 +66,23 @@ TEST_F(SyntaxTest, CountsAreCheckedAndTheUsageShown) {
       err.find("Error: probeSyntax: Missing 1 argument. Usage: probeSyntax [-n|-name string]"),
       std::string::npos)
       << err;
-  err = errorOf("probeSyntax 1 a b c extra");
-  EXPECT_NE(err.find("Too many arguments: \"extra\""), std::string::npos) << err;
-  err = errorOf("probeSyntax 1 -p 1 2");
-  EXPECT_NE(err.find("Flag -p needs 3 arguments"), std::string::npos) << err;
-  err = errorOf("probeSyntax 1 -bogus");
-  EXPECT_NE(err.find("Invalid flag: -bogus"), std::string::npos) << err;
+  EXPECT_NE(errorOf("probeSyntax 1 a b c extra").find("Too many arguments: \"extra\""),
+            std::string::npos);
+  EXPECT_NE(errorOf("probeSyntax 1 -p 1 2").find("Flag -p needs 3 arguments"), std::string::npos);
+  EXPECT_NE(errorOf("probeSyntax 1 -b2").find("Invalid flag: -b2"), std::string::npos);
   // A command without arguments in its syntax refuses any.
-  err = errorOf("undo now");
-  EXPECT_NE(err.find("Error: undo: Too many arguments: \"now\". Usage: undo"), std::string::npos)
-      << err;
+  EXPECT_NE(errorOf("undo now").find("Error: undo: Too many arguments: \"now\". Usage: undo"),
+            std::string::npos);
 }
 
 TEST_F(SyntaxTest, AFailedParseNeverRunsTheCommand) {
   errorOf("probeCounter -by x");
   errorOf("probeCounter extra");
-  EXPECT_EQ(probeLog().counter, 0);
   EXPECT_TRUE(probeLog().calls.empty());
   EXPECT_EQ(hostdetail::undoDepth(), 0u);
 }
 
-TEST_F(SyntaxTest, ParserAccessors) {
+TEST_F(SyntaxTest, ParserReadsTypedValuesAndRefusesWhatItCannot) {
   HSyntax syntax;
   ASSERT_TRUE(succeeded(syntax.addFlag("-w", "-width", HSyntax::kDouble)));
   ASSERT_TRUE(succeeded(syntax.addFlag("-on", "-enabled", HSyntax::kBoolean)));
@@ -117,24 +98,21 @@ TEST_F(SyntaxTest, ParserAccessors) {
   args.addArg("-width").addArg("2.5").addArg("-on").addArg("yes").addArg("-i").addArg("7");
   args.addArg("42");
   HStatus status;
-  HArgParser parser(syntax, args, &status);
+  // The parser keeps its own copy of the syntax.
+  HArgParser parser(HSyntax(syntax), args, &status);
   ASSERT_TRUE(succeeded(status)) << parser.errorMessage();
-  EXPECT_EQ(parser.errorMessage(), "");
   double width = 0;
   bool enabled = false;
   unsigned index = 0;
   int number = 0;
-  HString text;
+  EXPECT_TRUE(succeeded(parser.getFlagArgument("-index", 0, index)));
   EXPECT_TRUE(succeeded(parser.getFlagArgument("-w", 0, width)));
   EXPECT_TRUE(succeeded(parser.getFlagArgument("-enabled", 0, enabled)));
-  EXPECT_TRUE(succeeded(parser.getFlagArgument("-index", 0, index)));
   EXPECT_TRUE(succeeded(parser.getCommandArgument(0, number)));
-  EXPECT_TRUE(succeeded(parser.getFlagArgument("-width", 0, text)));
   EXPECT_EQ(width, 2.5);
   EXPECT_TRUE(enabled);
   EXPECT_EQ(index, 7u);
   EXPECT_EQ(number, 42);
-  EXPECT_EQ(text, "2.5");
   // Reads that cannot succeed fail and leave the value alone.
   EXPECT_FALSE(succeeded(parser.getFlagArgument("-width", 1, width)));
   EXPECT_FALSE(succeeded(parser.getCommandArgument(1, number)));
@@ -144,16 +122,6 @@ TEST_F(SyntaxTest, ParserAccessors) {
   HStatus flagStatus;
   EXPECT_FALSE(parser.isFlagSet("-nothing", &flagStatus));
   EXPECT_FALSE(succeeded(flagStatus));
-
-  // The parser keeps its own copy of the syntax.
-  HArgParser fromTemporary(HSyntax(syntax), args, &status);
-  EXPECT_TRUE(fromTemporary.isFlagSet("-w"));
-
-  EXPECT_EQ(args.flagIndex("-on", "-enabled"), 2u);
-  EXPECT_EQ(args.flagIndex("-zz"), HArgList::kInvalidArgIndex);
-  EXPECT_EQ(args.asInt(6), 42);
-  EXPECT_EQ(args.asDouble(1), 2.5);
-  EXPECT_TRUE(args.asBool(3));
   HStatus read;
   EXPECT_EQ(args.asInt(0, &read), 0);
   EXPECT_FALSE(succeeded(read));

@@ -4,9 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "../../host/core/SceneInternal.h"
+#include "../foundation/FoundationTestUtil.h"
 #include "HDagPath.h"
 #include "HEulerRotation.h"
 #include "HFnDependencyNode.h"
@@ -52,16 +51,15 @@ class SceneTest : public ::testing::Test {
   }
 };
 
-// Row-vector matrices built from first principles, independent of
-// HTransformationMatrix.
-inline HMatrix translation(double x, double y, double z) {
-  HMatrix m;
-  m.matrix[3][0] = x;
-  m.matrix[3][1] = y;
-  m.matrix[3][2] = z;
-  return m;
-}
+// The leaf plugs of translate, rotate, scale, shear, rotate orientation and
+// joint orient, in that order.
+inline const char* const kComponentPlugs[6][3] = {{"tx", "ty", "tz"},    {"rx", "ry", "rz"},
+                                                  {"sx", "sy", "sz"},    {"shxy", "shxz", "shyz"},
+                                                  {"rax", "ray", "raz"}, {"jox", "joy", "joz"}};
 
+// Row-vector matrices built from first principles, independent of
+// HTransformationMatrix; rotations and translations come from the foundation
+// tests' Rodrigues builder.
 inline HMatrix scaling(double x, double y, double z) {
   HMatrix m;
   m.matrix[0][0] = x;
@@ -79,35 +77,14 @@ inline HMatrix shearing(double xy, double xz, double yz) {
   return m;
 }
 
-inline HMatrix rotationX(double a) {
-  HMatrix m;
-  m.matrix[1][1] = std::cos(a);
-  m.matrix[1][2] = std::sin(a);
-  m.matrix[2][1] = -std::sin(a);
-  m.matrix[2][2] = std::cos(a);
-  return m;
-}
-
-inline HMatrix rotationY(double a) {
-  HMatrix m;
-  m.matrix[0][0] = std::cos(a);
-  m.matrix[0][2] = -std::sin(a);
-  m.matrix[2][0] = std::sin(a);
-  m.matrix[2][2] = std::cos(a);
-  return m;
-}
-
-inline HMatrix rotationZ(double a) {
-  HMatrix m;
-  m.matrix[0][0] = std::cos(a);
-  m.matrix[0][1] = std::sin(a);
-  m.matrix[1][0] = -std::sin(a);
-  m.matrix[1][1] = std::cos(a);
-  return m;
+// About x, y or z (0, 1, 2), right-handed.
+inline HMatrix rotationAbout(int axis, double angle) {
+  const HVector axes[3] = {HVector::xAxis, HVector::yAxis, HVector::zAxis};
+  return ftest::rotationMatrix(axes[axis], angle);
 }
 
 inline HMatrix eulerXYZ(double x, double y, double z) {
-  return rotationX(x) * rotationY(y) * rotationZ(z);
+  return rotationAbout(0, x) * rotationAbout(1, y) * rotationAbout(2, z);
 }
 
 inline void expectMatrixNear(const HMatrix& a, const HMatrix& b, double tolerance = 1e-9) {

@@ -65,7 +65,6 @@ TEST_F(PlugTest, Double3IsACompoundOfNamedDoubles) {
   HStatus status;
   compound.child(3, &status);
   EXPECT_FALSE(succeeded(status));
-  EXPECT_EQ(HFnNumericAttribute(attribute).unitType(), HFnNumericData::k3Double);
 }
 
 TEST_F(PlugTest, SparseArraysKeepElementsBeyondAWrite) {
@@ -238,7 +237,7 @@ TEST_F(PlugTest, ConnectedPlugsReadTheirSource) {
   EXPECT_EQ(plug(fNode, "rotate").source(), plug(driver, "translate"));
   // The destination's matrix follows its source.
   ASSERT_TRUE(succeeded(plug(driver, "tx").setValue(0.5)));
-  expectMatrixNear(pathTo(fNode).inclusiveMatrix(), rotationX(0.5));
+  expectMatrixNear(pathTo(fNode).inclusiveMatrix(), rotationAbout(0, 0.5));
   EXPECT_FALSE(succeeded(plug(fNode, "rx").setValue(1.0)));  // fed by the connection
   EXPECT_FALSE(
       succeeded(hostdetail::connectPlugs(plug(fNode, "translate"), plug(driver, "scale"))));

@@ -1,8 +1,5 @@
 // HRampAttribute: which attributes are ramps, entries, locks, interpolation.
 
-#include <algorithm>
-#include <vector>
-
 #include "CoreTestUtil.h"
 #include "HFnCompoundAttribute.h"
 #include "HFnEnumAttribute.h"
@@ -43,22 +40,24 @@ class RampTest : public SceneTest {
     return ramp;
   }
 
-  HRampAttribute rampWith(const std::vector<float>& positions, const std::vector<float>& values,
-                          HRampAttribute::HInterpolation interp) {
-    HObject attribute = makeRamp("curve");
+  HRampAttribute rampWith(const HFloatArray& positions, const HFloatArray& values,
+                          HRampAttribute::HInterpolation interp, const char* name = "curve") {
     HStatus status;
-    HRampAttribute ramp(fNode, attribute, &status);
+    HRampAttribute ramp(fNode, makeRamp(name), &status);
     EXPECT_TRUE(succeeded(status));
-    HFloatArray p, v;
-    HIntArray in;
-    for (size_t i = 0; i < positions.size(); ++i) {
-      p.append(positions[i]);
-      v.append(values[i]);
-      in.append(int(interp));
-    }
-    ramp.addEntries(p, v, in, &status);
+    ramp.addEntries(positions, values, HIntArray(positions.length(), int(interp)), &status);
     EXPECT_TRUE(succeeded(status));
     return ramp;
+  }
+
+  struct Entries {
+    HIntArray indices, interps;
+    HFloatArray positions, values;
+  };
+  Entries entries(const HRampAttribute& ramp) {
+    Entries e;
+    ramp.getEntries(e.indices, e.positions, e.values, e.interps);
+    return e;
   }
 
   float at(const HRampAttribute& ramp, float position) {
@@ -99,31 +98,17 @@ TEST_F(RampTest, ConstructionRefusesWhatIsNotARamp) {
 
 TEST_F(RampTest, EntriesRoundTrip) {
   HRampAttribute ramp = rampWith({0.0f, 0.5f, 1.0f}, {0.5f, 0.25f, 1.0f}, HRampAttribute::kSpline);
-  HIntArray indices, interps;
-  HFloatArray positions, values;
-  ramp.getEntries(indices, positions, values, interps);
-  ASSERT_EQ(indices.length(), 3u);
+  Entries e = entries(ramp);
   EXPECT_EQ(ramp.getNumEntries(), 3u);
-  for (unsigned i = 0; i < 3; ++i)
-    EXPECT_EQ(indices[i], int(i));
-  EXPECT_EQ(positions[1], 0.5f);
-  EXPECT_EQ(values[1], 0.25f);
-  EXPECT_EQ(interps[2], 3);
-  HIntArray gone;
-  gone.append(0);
-  gone.append(1);
-  ramp.deleteEntries(gone);
-  HFloatArray p, v;
-  HIntArray in;
-  p.append(0.75f);
-  v.append(0.125f);
-  in.append(1);
-  ramp.addEntries(p, v, in);
-  ramp.getEntries(indices, positions, values, interps);
-  ASSERT_EQ(indices.length(), 2u);
-  EXPECT_EQ(indices[0], 2);
-  EXPECT_EQ(indices[1], 3);  // new entries go after the last one
-  EXPECT_EQ(values[1], 0.125f);
+  EXPECT_EQ(e.indices, HIntArray({0, 1, 2}));
+  EXPECT_EQ(e.positions[1], 0.5f);
+  EXPECT_EQ(e.values[1], 0.25f);
+  EXPECT_EQ(e.interps[2], 3);
+  ramp.deleteEntries(HIntArray({0, 1}));
+  ramp.addEntries(HFloatArray({0.75f}), HFloatArray({0.125f}), HIntArray({1}));
+  e = entries(ramp);
+  EXPECT_EQ(e.indices, HIntArray({2, 3}));  // new entries go after the last one
+  EXPECT_EQ(e.values[1], 0.125f);
   HStatus status;
   ramp.setValueAtIndex(0.375f, 3, &status);
   EXPECT_TRUE(succeeded(status));
@@ -131,9 +116,9 @@ TEST_F(RampTest, EntriesRoundTrip) {
   EXPECT_TRUE(succeeded(status));
   ramp.setPositionAtIndex(0.5f, 0, &status);  // no entry 0 any more
   EXPECT_FALSE(succeeded(status));
-  ramp.getEntries(indices, positions, values, interps);
-  EXPECT_EQ(values[1], 0.375f);
-  EXPECT_EQ(interps[1], 0);
+  e = entries(ramp);
+  EXPECT_EQ(e.values[1], 0.375f);
+  EXPECT_EQ(e.interps[1], 0);
 }
 
 // A field fed by a connection reads its source; the others, and the field
@@ -144,18 +129,12 @@ TEST_F(RampTest, FieldsFedByConnectionsReadTheirSource) {
   ASSERT_TRUE(succeeded(plug(driver, "tx").setValue(0.625)));
   const HPlug fed = plug(fNode, "curve").elementByLogicalIndex(1).child(1u);
   ASSERT_TRUE(succeeded(hostdetail::connectPlugs(plug(driver, "tx"), fed)));
-  HIntArray indices, interps;
-  HFloatArray positions, values;
-  ramp.getEntries(indices, positions, values, interps);
-  ASSERT_EQ(values.length(), 2u);
-  EXPECT_EQ(values[0], 0.25f);
-  EXPECT_EQ(values[1], 0.625f);
-  EXPECT_EQ(positions[1], 0.5f);
-  EXPECT_EQ(interps[1], int(HRampAttribute::kLinear));
+  Entries e = entries(ramp);
+  EXPECT_EQ(e.values, HFloatArray({0.25f, 0.625f}));
+  EXPECT_EQ(e.positions[1], 0.5f);
+  EXPECT_EQ(e.interps[1], int(HRampAttribute::kLinear));
   ASSERT_TRUE(succeeded(hostdetail::disconnectPlugs(plug(driver, "tx"), fed)));
-  ramp.getEntries(indices, positions, values, interps);
-  ASSERT_EQ(values.length(), 2u);
-  EXPECT_EQ(values[1], 0.75f);
+  EXPECT_EQ(entries(ramp).values, HFloatArray({0.25f, 0.75f}));
 }
 
 TEST_F(RampTest, LockedFieldsRefuse) {
@@ -167,49 +146,38 @@ TEST_F(RampTest, LockedFieldsRefuse) {
   EXPECT_FALSE(succeeded(status));
   ramp.setValueAtIndex(0.5f, 1, &status);
   EXPECT_TRUE(succeeded(status));
-  HIntArray indices, interps;
-  HFloatArray positions, values;
-  ramp.getEntries(indices, positions, values, interps);
-  EXPECT_EQ(positions[1], 1.0f);
-  EXPECT_EQ(values[1], 0.5f);
+  const Entries e = entries(ramp);
+  EXPECT_EQ(e.positions[1], 1.0f);
+  EXPECT_EQ(e.values[1], 0.5f);
 }
 
 TEST_F(RampTest, InterpolationBetweenEntries) {
-  HRampAttribute linear = rampWith({0.0f, 1.0f}, {2.0f, 4.0f}, HRampAttribute::kLinear);
+  HRampAttribute linear = rampWith({0.0f, 1.0f}, {2.0f, 4.0f}, HRampAttribute::kLinear, "lin");
   EXPECT_FLOAT_EQ(at(linear, 0.25f), 2.5f);
   EXPECT_FLOAT_EQ(at(linear, -1.0f), 2.0f);  // constant beyond the ends
   EXPECT_FLOAT_EQ(at(linear, 3.0f), 4.0f);
-  hostdetail::resetScene();
-  fNode = create("network", "holder");
-  HRampAttribute step = rampWith({0.5f, 0.0f}, {7.0f, 1.0f}, HRampAttribute::kNone);
+  HRampAttribute step = rampWith({0.5f, 0.0f}, {7.0f, 1.0f}, HRampAttribute::kNone, "step");
   EXPECT_FLOAT_EQ(at(step, 0.49f), 1.0f);  // sorted by position, not index
   EXPECT_FLOAT_EQ(at(step, 0.5f), 7.0f);
-  hostdetail::resetScene();
-  fNode = create("network", "holder");
-  HRampAttribute smooth = rampWith({0.0f, 1.0f}, {0.0f, 1.0f}, HRampAttribute::kSmooth);
+  HRampAttribute smooth = rampWith({0.0f, 1.0f}, {0.0f, 1.0f}, HRampAttribute::kSmooth, "smo");
   EXPECT_FLOAT_EQ(at(smooth, 0.5f), 0.5f);
   EXPECT_LT(at(smooth, 0.1f), 0.1f);  // eases in
   EXPECT_GT(at(smooth, 0.9f), 0.9f);
-  hostdetail::resetScene();
-  fNode = create("network", "holder");
   // A spline passes through its entries and is smooth across them.
   HRampAttribute spline =
-      rampWith({0.0f, 0.25f, 0.5f, 1.0f}, {0.0f, 1.0f, 0.0f, 1.0f}, HRampAttribute::kSpline);
+      rampWith({0.0f, 0.25f, 0.5f, 1.0f}, {0.0f, 1.0f, 0.0f, 1.0f}, HRampAttribute::kSpline, "spl");
   EXPECT_FLOAT_EQ(at(spline, 0.25f), 1.0f);
   EXPECT_FLOAT_EQ(at(spline, 0.5f), 0.0f);
-  float peakLeft = at(spline, 0.24f), peakRight = at(spline, 0.26f);
-  EXPECT_GT(peakLeft, 0.9f);
-  EXPECT_GT(peakRight, 0.9f);
+  EXPECT_GT(at(spline, 0.24f), 0.9f);
+  EXPECT_GT(at(spline, 0.26f), 0.9f);
+  // An empty ramp reads zero; no ramp at all is an error.
+  HRampAttribute empty = rampWith({}, {}, HRampAttribute::kLinear, "none");
+  EXPECT_EQ(empty.getNumEntries(), 0u);
+  EXPECT_EQ(at(empty, 0.5f), 0.0f);
   float value = 0;
   HStatus status;
   HRampAttribute().getValueAtPosition(0.5f, value, &status);
   EXPECT_FALSE(succeeded(status));
-}
-
-TEST_F(RampTest, EmptyRampReadsZero) {
-  HRampAttribute ramp = rampWith({}, {}, HRampAttribute::kLinear);
-  EXPECT_EQ(ramp.getNumEntries(), 0u);
-  EXPECT_EQ(at(ramp, 0.5f), 0.0f);
 }
 
 }  // namespace

@@ -33,18 +33,11 @@ class TransformMemoTest : public SceneTest {
  protected:
   // The node's transformation as built from its plug values, by hand.
   HTransformationMatrix expected(const HObject& node) {
-    auto three = [&](const char* a, const char* b, const char* c, double out[3]) {
-      out[0] = value(node, a);
-      out[1] = value(node, b);
-      out[2] = value(node, c);
-    };
-    double t[3], r[3], s[3], sh[3], ra[3], jo[3];
-    three("tx", "ty", "tz", t);
-    three("rx", "ry", "rz", r);
-    three("sx", "sy", "sz", s);
-    three("shxy", "shxz", "shyz", sh);
-    three("rax", "ray", "raz", ra);
-    three("jox", "joy", "joz", jo);
+    double v[6][3];
+    for (int g = 0; g < 6; ++g)
+      for (int i = 0; i < 3; ++i)
+        v[g][i] = value(node, kComponentPlugs[g][i]);
+    const double *t = v[0], *r = v[1], *s = v[2], *sh = v[3], *ra = v[4], *jo = v[5];
     HTransformationMatrix tm;
     tm.setScale(s, HSpace::kTransform);
     tm.setShear(sh, HSpace::kTransform);

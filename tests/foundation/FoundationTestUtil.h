@@ -48,10 +48,6 @@ inline double maxAbs(const HMatrix& a) {
   return maxAbsDifference(a, HMatrix() * 0.0);
 }
 
-inline bool allFinite(const HMatrix& m) {
-  return m.isFinite();
-}
-
 // Matrices agree within tolerance scaled by their size (relative for large
 // entries, absolute for small ones).
 inline ::testing::AssertionResult matricesNear(const HMatrix& a, const HMatrix& b,

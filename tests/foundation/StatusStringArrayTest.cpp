@@ -4,29 +4,21 @@
 #include <unordered_set>
 
 #include "ErrorCapture.h"
-#include "HDoubleArray.h"
 #include "HIntArray.h"
-#include "HPointArray.h"
 #include "HStatus.h"
 #include "HString.h"
 #include "HStringArray.h"
-#include "HVectorArray.h"
 
 namespace {
 
-TEST(HStatus, PerrorWritesTextAndErrorStringToTheErrorStream) {
-  ErrorCapture errors;
-  HStatus(HStatus::kFailure).perror("veltra::doSolve() - Could not retrieve twist.");
-  HStatus(HStatus::kNotFound, "no such node").perror(HString("lookup"));
-  EXPECT_EQ(errors.text(),
-            "veltra::doSolve() - Could not retrieve twist.: (kFailure): Unexpected internal "
-            "failure\nlookup: no such node\n");
-}
-
-TEST(HStatus, NullStreamRestoresStandardError) {
+TEST(HStatus, PerrorWritesToTheErrorStreamUntilItIsReset) {
   {
     ErrorCapture errors;
-    EXPECT_NE(&HStatus::errorStream(), &std::cerr);
+    HStatus(HStatus::kFailure).perror("veltra::doSolve() - Could not retrieve twist.");
+    HStatus(HStatus::kNotFound, "no such node").perror(HString("lookup"));
+    EXPECT_EQ(errors.text(),
+              "veltra::doSolve() - Could not retrieve twist.: (kFailure): Unexpected internal "
+              "failure\nlookup: no such node\n");
   }
   EXPECT_EQ(&HStatus::errorStream(), &std::cerr);
 }
@@ -34,15 +26,9 @@ TEST(HStatus, NullStreamRestoresStandardError) {
 TEST(HStatus, CodesTruthAndComparisons) {
   const HStatus ok;
   const HStatus bad(HStatus::kInvalidParameter);
-  EXPECT_TRUE(bool(ok));
-  EXPECT_FALSE(ok.error());
-  EXPECT_FALSE(bool(bad));
-  EXPECT_TRUE(bad.error());
-  EXPECT_TRUE(ok == HStatus::kSuccess);
-  EXPECT_TRUE(bad != HStatus::kSuccess);
-  EXPECT_EQ(bad.statusCode(), HStatus::kInvalidParameter);
+  EXPECT_TRUE(bool(ok) && !ok.error() && ok == HStatus::kSuccess);
+  EXPECT_TRUE(!bool(bad) && bad.error() && bad != HStatus::kSuccess);
   EXPECT_EQ(ok.errorString(), "(kSuccess): No error");
-  EXPECT_EQ(HStatus(HStatus::kFailure).errorString(), "(kFailure): Unexpected internal failure");
   // Every code has a default string of its own.
   std::unordered_set<std::string> strings;
   for (int c = HStatus::kSuccess; c <= HStatus::kUnknownParameter; ++c)
@@ -53,18 +39,15 @@ TEST(HStatus, CodesTruthAndComparisons) {
 TEST(HString, SplitDropsEmptyPieces) {
   HStringArray pieces;
   EXPECT_EQ(HString("joint1|joint2||effector1|").split('|', pieces), HStatus::kSuccess);
-  ASSERT_EQ(pieces.length(), 3u);
-  EXPECT_EQ(pieces[0], "joint1");
-  EXPECT_EQ(pieces[1], "joint2");
-  EXPECT_EQ(pieces[2], "effector1");
+  EXPECT_EQ(pieces, HStringArray({"joint1", "joint2", "effector1"}));
   HString("").split('|', pieces);
   EXPECT_EQ(pieces.length(), 0u);
   HString("plain").split('|', pieces);
-  ASSERT_EQ(pieces.length(), 1u);
-  EXPECT_EQ(pieces[0], "plain");
+  EXPECT_EQ(pieces, HStringArray({"plain"}));
 }
 
-TEST(HString, SubstringIsInclusiveAndClamped) {
+TEST(HString, SubstringSearchCaseAndLengths) {
+  // Substrings are inclusive of both ends and clamped to the string.
   const HString s("ikHandle1");
   EXPECT_EQ(s.substring(0, 1), "ik");
   EXPECT_EQ(s.substring(2, 7), "Handle");
@@ -72,14 +55,10 @@ TEST(HString, SubstringIsInclusiveAndClamped) {
   EXPECT_EQ(s.substring(8, 100), "1");
   EXPECT_EQ(s.substring(5, 4), "");
   EXPECT_EQ(s.substring(20, 30), "");
-}
-
-TEST(HString, SearchCaseAndLengths) {
-  const HString s("node.attr.child");
-  EXPECT_EQ(s.indexW('.'), 4);
-  EXPECT_EQ(s.rindexW('.'), 9);
-  EXPECT_EQ(s.indexW('#'), -1);
-  EXPECT_EQ(s.rindexW('#'), -1);
+  const HString path("node.attr.child");
+  EXPECT_EQ(path.indexW('.'), 4);
+  EXPECT_EQ(path.rindexW('.'), 9);
+  EXPECT_EQ(path.rindexW('#'), -1);
   EXPECT_EQ(HString("MiXeD 42").toLowerCase(), "mixed 42");
   EXPECT_EQ(HString("MiXeD 42").toUpperCase(), "MIXED 42");
   const HString utf8("\xc3\xa9t\xc3\xa9");  // "ete" with two accents
@@ -110,7 +89,6 @@ TEST(HString, ConcatenationComparisonAndHash) {
   EXPECT_EQ(s, "joint1_70.1");
   EXPECT_TRUE(HString("a") < HString("b"));
   EXPECT_TRUE(HString("a") != "b");
-  EXPECT_EQ(std::hash<HString>()(HString("x")), std::hash<HString>()(HString("x")));
   std::ostringstream os;
   os << HString("shown");
   EXPECT_EQ(os.str(), "shown");
@@ -126,9 +104,7 @@ TEST(HArray, InsertRemoveSetAndBadIndices) {
   EXPECT_EQ(a.insert(2, 1), HStatus::kSuccess);
   EXPECT_EQ(a.insert(4, 3), HStatus::kSuccess);  // index == length appends
   EXPECT_EQ(a.insert(9, 9), HStatus::kInvalidParameter);
-  ASSERT_EQ(a.length(), 4u);
-  for (unsigned i = 0; i < 4; ++i)
-    EXPECT_EQ(a[i], int(i + 1));
+  EXPECT_EQ(a, HIntArray({1, 2, 3, 4}));
   EXPECT_EQ(a.remove(0), HStatus::kSuccess);
   EXPECT_EQ(a.remove(3), HStatus::kInvalidParameter);
   EXPECT_EQ(a.set(7, 2), HStatus::kSuccess);
@@ -139,27 +115,9 @@ TEST(HArray, InsertRemoveSetAndBadIndices) {
   const HIntArray& ca = a;
   EXPECT_EQ(ca[10], 0);
   EXPECT_EQ(a, HIntArray({2, 3, 7}));
-}
-
-TEST(HArray, SetLengthValueInitialisesNewEntries) {
-  HDoubleArray d(2, 4.0);
-  d.setLength(4);
-  EXPECT_EQ(d, HDoubleArray({4.0, 4.0, 0.0, 0.0}));
-  HVectorArray v;
-  v.setLength(2);
-  EXPECT_EQ(v[1], HVector::zero);
-  HPointArray p;
-  p.setLength(1);
-  EXPECT_EQ(p[0], HPoint::origin);
-  HDoubleArray copy;
-  copy.copy(d);
-  d.clear();
-  EXPECT_EQ(d.length(), 0u);
-  EXPECT_EQ(copy.length(), 4u);
-  double sum = 0.0;
-  for (double x : copy)
-    sum += x;
-  EXPECT_EQ(sum, 8.0);
+  HIntArray copy({9, 9, 9, 9});
+  EXPECT_EQ(copy.copy(a), HStatus::kSuccess);
+  EXPECT_EQ(copy, a);
 }
 
 }  // namespace

@@ -69,9 +69,7 @@ TEST(HVector, IsParallelTreatsOppositeAndZeroAlike) {
 TEST(HVector, TimesMatrixUsesTheUpperLeftBlockOnly) {
   HMatrix m = ftest::rotationMatrix(HVector::zAxis, kPi / 2) * ftest::translationMatrix({5, 6, 7});
   EXPECT_TRUE((HVector::xAxis * m).isEquivalent(HVector::yAxis, 1e-15));
-  HVector v(0, 1, 0);
-  v *= m;
-  EXPECT_TRUE(v.isEquivalent(HVector::xNegAxis, 1e-15));
+  EXPECT_TRUE((HVector(0, 1, 0) *= m).isEquivalent(HVector::xNegAxis, 1e-15));
 }
 
 TEST(HPoint, DifferenceCartesianizesUnlessBothWAreOne) {
@@ -83,12 +81,19 @@ TEST(HPoint, DifferenceCartesianizesUnlessBothWAreOne) {
   // A point at infinity is used as it is.
   EXPECT_EQ(HPoint(1, 0, 0, 0) - HPoint(0, 0, 0, 0), HVector(1, 0, 0));
   EXPECT_DOUBLE_EQ(HPoint(2, 4, 6, 2).distanceTo(HPoint(1, 2, 3)), 0.0);
+  // Cartesianizing leaves points at infinity alone.
+  HPoint inf(1, 2, 3, 0);
+  inf.cartesianize();
+  EXPECT_EQ(inf, HPoint(1, 2, 3, 0));
+  HPoint p(2, 4, 6, 2);
+  p.cartesianize();
+  EXPECT_EQ(p, HPoint(1, 2, 3, 1));
 }
 
 TEST(HPoint, MatrixProductIsHomogeneous) {
   HMatrix m = ftest::rotationMatrix(HVector::zAxis, kPi / 2) * ftest::translationMatrix({5, 6, 7});
   // Rotation first, then the translation (row-vector order).
-  EXPECT_TRUE((HPoint(1, 0, 0) * m).isEquivalent(HPoint(5, 7, 7), 1e-14));
+  EXPECT_TRUE((HPoint(1, 0, 0) *= m).isEquivalent(HPoint(5, 7, 7), 1e-14));
   EXPECT_EQ(HPoint::origin * m, HPoint(5, 6, 7));
   // w scales the translation and is itself transformed.
   HMatrix p;
@@ -96,19 +101,9 @@ TEST(HPoint, MatrixProductIsHomogeneous) {
   const HPoint q = HPoint(1, 1, 1, 2) * (m * p);
   EXPECT_TRUE(q.isEquivalent(HPoint(9, 13, 15, 17), 1e-13));
   EXPECT_TRUE(q.cartesian().isEquivalent(HPoint(9.0 / 17, 13.0 / 17, 15.0 / 17), 1e-15));
-  HPoint r = HPoint(1, 0, 0);
-  r *= m;
-  EXPECT_TRUE(r.isEquivalent(HPoint(5, 7, 7), 1e-14));
 }
 
-TEST(HPoint, CartesianizeLeavesPointsAtInfinity) {
-  HPoint inf(1, 2, 3, 0);
-  inf.cartesianize();
-  EXPECT_EQ(inf, HPoint(1, 2, 3, 0));
-  HPoint p(2, 4, 6, 2);
-  p.cartesianize();
-  EXPECT_EQ(p, HPoint(1, 2, 3, 1));
-  // Conversions keep x, y, z: no division by w.
+TEST(HPoint, ConversionsAndSumsKeepXYZWithoutDividingByW) {
   EXPECT_EQ(HVector(HPoint(2, 4, 6, 2)), HVector(2, 4, 6));
   EXPECT_EQ(HPoint(HVector(2, 4, 6)), HPoint(2, 4, 6, 1));
   EXPECT_EQ(HPoint(1, 1, 1, 3) + HVector(1, 2, 3), HPoint(2, 3, 4, 3));

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "../../host/core/SceneInternal.h"
-#include "../foundation/FoundationTestUtil.h"
+#include "FoundationTestUtil.h"
 #include "HDagPath.h"
 #include "HEulerRotation.h"
 #include "HFnDependencyNode.h"

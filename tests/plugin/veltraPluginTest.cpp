@@ -9,7 +9,7 @@
 #include <HTypeId.h>
 #include <HVector.h>
 
-#include "../e2e/StackFixture.h"
+#include "StackFixture.h"
 
 namespace {
 

@@ -17,9 +17,11 @@
 //   - rotation frame of an entry: a world point times the entry's inclusive
 //     inverse matrix times its rotate-orientation matrix, i.e. the frame in
 //     which the entry's rotation acts;
-//   - solved root frame: the root's rotation frame after the aim rotation,
-//     a world point times (aim x root world matrix)^-1 times the root's rotate
-//     orientation.
+//   - solved root frame: the root's rotation frame after the aim rotation.
+//     The node adds the aim inside the rotation frame, in front of the root's
+//     rotation, so a world point enters it through the rotation frame at rest
+//     and then the inverse aim: inclusive inverse x rotate orientation x
+//     aim^-1.
 // Interior angles and bend limits are in degrees; every angle exchanged with
 // the host is in radians.
 //
@@ -75,6 +77,14 @@ class veltraKernel {
   // its fold or straight limit; a bisection finds the fraction at which the
   // root-to-end distance equals the root-to-handle distance.
   HStatus solveRadial();
+  // One bisection of [lowerBound, upperBound] with the solve's stopping rules:
+  // the best fraction, and the trial that set it (-1 when no trial beat the
+  // rest pose).
+  struct RadialBisection {
+    double fraction;
+    int bestIteration;
+  };
+  RadialBisection solveRadialBisection(double lowerBound, double upperBound, bool foldMode);
   double solveRadialIteration(const double& bendFraction, const bool& foldMode,
                               HDoubleArray& angles, HVectorArray& axes);
   void solveRadialUniformAngles(const double& bendFraction, const bool& foldMode,
@@ -121,6 +131,14 @@ class veltraKernel {
   static HPoint ikJointPositionRelative(const HPoint& worldPoint, const RotationFrame& frame) {
     return (worldPoint * frame.worldToObject) * frame.orientation;
   }
+  // The solved root frame (see above) as the matrix that brings a world point
+  // into it, and the part after the root's object space, which directions
+  // taken without the root's scale go through.
+  struct SolvedRootFrame {
+    HMatrix worldToFrame;   // inclusive inverse x rotate orientation x aim^-1
+    HMatrix objectToFrame;  // rotate orientation x aim^-1
+  };
+  SolvedRootFrame ikSolvedRootFrame() const;
   HPoint ikJointPositionRelative(const HPoint& worldPoint, const HDagPath& frame) const;
   HPoint ikJointPositionRelative(const HDagPath& entry, const HDagPath& frame) const;
 

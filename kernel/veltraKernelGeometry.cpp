@@ -121,12 +121,16 @@ void veltraKernel::ikSimulateRotations(HPointArray& worldPositions, const HDoubl
                                        const HVectorArray& axes) const {
   const unsigned n = fJoints.length();
 
-  // The root's simulated world matrix: its world matrix, decomposed, with the
-  // root's rotation added in front of the decomposed rotation.
-  HMatrix worldMatrix = fJoints[0].inclusiveMatrix();
-  HTransformationMatrix rootTransformation(worldMatrix);
-  rootTransformation.rotateBy(HQuaternion(angles[0], axes[0]), HSpace::kObject);
-  worldMatrix = rootTransformation.asMatrix();
+  // The root's simulated world matrix: its local transformation with the
+  // root's rotation added where the node will add it (after the rotate
+  // orientation, before the rotation), then its parent's world matrix.
+  HMatrix worldMatrix;
+  {
+    HFnTransform fnRoot(fJoints[0]);
+    HTransformationMatrix local = fnRoot.transformation();
+    local.rotateBy(HQuaternion(angles[0], axes[0]), HSpace::kObject);
+    worldMatrix = local.asMatrix() * fJoints[0].exclusiveMatrix();
+  }
 
   // Each entry's local transformation, with its rotation added, is chained
   // onto the previous entry's simulated world matrix: entry i-1 is taken as
@@ -149,6 +153,15 @@ veltraKernel::RotationFrame veltraKernel::ikJointRotationFrame(const HDagPath& f
   // World to the frame entry's object space, then through its rotate
   // orientation into the frame its rotation acts in.
   return RotationFrame{frame.inclusiveMatrixInverse(), ikJointRotationAxis(frame).asMatrix()};
+}
+
+veltraKernel::SolvedRootFrame veltraKernel::ikSolvedRootFrame() const {
+  // The aim is entry 0 of the bend pair; the root stands at rest, so its
+  // rotation frame at rest turned back by the aim is the solved frame.
+  const RotationFrame rest = ikJointRotationFrame(fJoints[0]);
+  const HMatrix aimInverse = HQuaternion(fBendAngles[0], fBendAxes[0]).conjugate().asMatrix();
+  const HMatrix objectToFrame = rest.orientation * aimInverse;
+  return SolvedRootFrame{rest.worldToObject * objectToFrame, objectToFrame};
 }
 
 HPoint veltraKernel::ikJointPositionRelative(const HPoint& worldPoint,

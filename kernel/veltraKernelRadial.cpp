@@ -21,13 +21,54 @@ HStatus veltraKernel::solveRadial() {
   }
 
   const bool foldMode = difference < 0;
-  double bendFraction = 0.5;
-  double lowerBound = 0.0;
-  double upperBound = 1.0;
-  double width = 1.0;
-  double bestFraction = 0.5;
-  double bestError = difference;  // the rest pose is the first candidate
-  int bestIteration = -1;
+  RadialBisection found = solveRadialBisection(0.0, 1.0, foldMode);
+
+  // The bisection assumes that the reach changes monotonically with the bend
+  // fraction. A long chain that curls as it folds (a tail) reaches the same
+  // distance at several fractions, and which one the bisection lands on can
+  // change with the smallest move of the handle: the pose jumps from one curl
+  // to the next. The pose the animator expects is the first one, where the
+  // bend, growing from rest, first brings the end to the handle's distance, so
+  // the fractions below the one found are sampled, and where the end already
+  // went past the handle's distance the bisection runs again below that
+  // sample. A chain with one inner joint always changes monotonically.
+  constexpr int kSamples = 8;
+  const unsigned n = fJoints.length();
+  HDoubleArray sampleAngles;
+  HVectorArray sampleAxes;
+  for (int round = 0; n > 3 && found.bestIteration != -1 && round < 4; ++round) {
+    const double foundFraction = found.fraction;
+    bool earlier = false;
+    for (int j = 1; j < kSamples && !earlier; ++j) {
+      const double sample = foundFraction * j / kSamples;
+      const double reach = solveRadialIteration(sample, foldMode, sampleAngles, sampleAxes);
+      const double past = foldMode ? fHandleDistance - reach : reach - fHandleDistance;
+      if (past > 1e-05) {
+        const RadialBisection first =
+            solveRadialBisection(foundFraction * (j - 1) / kSamples, sample, foldMode);
+        if (first.bestIteration != -1) {
+          found = first;
+          earlier = true;
+        }
+      }
+    }
+    if (!earlier) {
+      break;
+    }
+  }
+
+  if (found.bestIteration != -1) {
+    solveRadialIteration(found.fraction, foldMode, fBendAngles, fBendAxes);
+  }
+  return status;
+}
+
+veltraKernel::RadialBisection veltraKernel::solveRadialBisection(double lowerBound,
+                                                                 double upperBound, bool foldMode) {
+  double width = upperBound - lowerBound;
+  double bendFraction = lowerBound + 0.5 * width;
+  RadialBisection best{bendFraction, -1};
+  double bestError = fHandleDistance - fChainSpan;  // the rest pose is the first candidate
   HDoubleArray trialAngles;
   HVectorArray trialAxes;
 
@@ -38,9 +79,9 @@ HStatus veltraKernel::solveRadial() {
     // A trial replaces the best only if it is clearly better: smaller in
     // magnitude and more than the tolerance away from the best error.
     if (std::fabs(error - bestError) > 1e-05 && std::fabs(bestError) > std::fabs(error)) {
-      bestIteration = k;
+      best.bestIteration = k;
       bestError = error;
-      bestFraction = bendFraction;
+      best.fraction = bendFraction;
     }
 
     // The end lies at the handle's distance.
@@ -78,11 +119,7 @@ HStatus veltraKernel::solveRadial() {
     width = upperBound - lowerBound;
     bendFraction = lowerBound + 0.5 * width;
   }
-
-  if (bestIteration != -1) {
-    solveRadialIteration(bestFraction, foldMode, fBendAngles, fBendAxes);
-  }
-  return status;
+  return best;
 }
 
 double veltraKernel::solveRadialIteration(const double& bendFraction, const bool& foldMode,

@@ -24,15 +24,9 @@ HStatus veltraKernel::solveRotatePlane(HQuaternion& rotation, const double& pole
   ikSimulatedJointChain(worldPositions);
   ikSimulateRotations(worldPositions, fBendAngles, fBendAxes);
 
-  // Solved root frame: the aim acts first, in the root's own space, then the
-  // root's world matrix; the rotate orientation leads into the rotation frame.
-  const HMatrix aim = HQuaternion(fBendAngles[0], fBendAxes[0]).asMatrix();
-  const HMatrix solvedRootWorld = aim * fJoints[0].inclusiveMatrix();
-  const HMatrix worldToSolvedRoot = solvedRootWorld.inverse();
-  const HMatrix rotateOrientation = ikJointRotationAxis(fJoints[0]).asMatrix();
-
   // Root-to-end axis in the solved root frame.
-  const HVector axis(worldPositions[n - 1] * worldToSolvedRoot * rotateOrientation);
+  const SolvedRootFrame solvedRoot = ikSolvedRootFrame();
+  const HVector axis(worldPositions[n - 1] * solvedRoot.worldToFrame);
   const double axisLength = axis.length();
   const HVector& planeNormal = fPlaneNormal;
 
@@ -52,14 +46,13 @@ HStatus veltraKernel::solveRotatePlane(HQuaternion& rotation, const double& pole
   HVector pole;
   if (!oldStyle) {
     // The pole vector lives in the handle's parent space; the full inverse of
-    // the solved root matrix, scale included, brings it into the frame.
-    pole = fPoleVector * fHandle.exclusiveMatrix() * worldToSolvedRoot * rotateOrientation;
+    // the root's world matrix, scale included, brings it into the frame.
+    pole = fPoleVector * fHandle.exclusiveMatrix() * solvedRoot.worldToFrame;
   } else {
     // Taken as a world direction: only the root's rotation is removed.
-    const HTransformationMatrix solvedRootTransformation(solvedRootWorld);
-    const HMatrix worldToSolvedRootRotation =
-        solvedRootTransformation.rotation().asMatrix().inverse();
-    pole = fPoleVector * worldToSolvedRootRotation * rotateOrientation;
+    const HTransformationMatrix rootTransformation(fJoints[0].inclusiveMatrix());
+    const HMatrix worldToObjectRotation = rootTransformation.rotation().asMatrix().inverse();
+    pole = fPoleVector * worldToObjectRotation * solvedRoot.objectToFrame;
   }
 
   HQuaternion turn(0.0, axis);

@@ -14,12 +14,8 @@ HStatus veltraKernel::solveTwist(HQuaternion& rotation) const {
   ikSimulatedJointChain(worldPositions);
   ikSimulateRotations(worldPositions, fBendAngles, fBendAxes);
 
-  // Root-to-end axis in the solved root frame (aim first, then the root's
-  // world matrix, then into the rotation frame by the rotate orientation).
-  const HMatrix aim = HQuaternion(fBendAngles[0], fBendAxes[0]).asMatrix();
-  const HMatrix worldToSolvedRoot = (aim * fJoints[0].inclusiveMatrix()).inverse();
-  const HMatrix rotateOrientation = ikJointRotationAxis(fJoints[0]).asMatrix();
-  const HVector axis(worldPositions[n - 1] * worldToSolvedRoot * rotateOrientation);
+  // Root-to-end axis in the solved root frame.
+  const HVector axis(worldPositions[n - 1] * ikSolvedRootFrame().worldToFrame);
 
   // Right-handed: counter-clockwise seen from the end looking back at the root.
   rotation = HQuaternion(fTwist, axis);

@@ -118,10 +118,8 @@ inline HVector randomDirection(std::mt19937& rng) {
 }
 
 // n joints with bones 0.5 to 3 long in random directions, random rotations,
-// joint orients and rotate orders everywhere, and random rotate orientations
-// on every joint but the root (the root too when asked).
-inline std::vector<JointDesc> randomChain(std::mt19937& rng, unsigned n,
-                                          bool rootRotateAxis = false) {
+// joint orients, rotate orientations and rotate orders everywhere.
+inline std::vector<JointDesc> randomChain(std::mt19937& rng, unsigned n) {
   std::uniform_real_distribution<double> angle(-kPi, kPi), length(0.5, 3.0);
   std::uniform_int_distribution<int> order(0, 5);
   const auto angles = [&] { return HVector(angle(rng), angle(rng), angle(rng)); };
@@ -131,8 +129,7 @@ inline std::vector<JointDesc> randomChain(std::mt19937& rng, unsigned n,
     d.translate = randomDirection(rng) * (i == 0 ? 2.0 : length(rng));
     d.rotate = angles();
     d.jointOrient = angles();
-    if (i > 0 || rootRotateAxis)
-      d.rotateAxis = angles();
+    d.rotateAxis = angles();
     d.rotateOrder = HEulerRotation::RotationOrder(order(rng));
   }
   return descs;

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "BuiltinSupport.h"
 #include "CommandEngine.h"
 #include "CommandRegistry.h"
 #include "HArgParser.h"
@@ -61,6 +62,67 @@ void* createRedo() {
   return new RedoCommand();
 }
 BuiltinCommand gRedo("redo", createRedo, noArguments, "redo");
+
+// undoInfo -q -length | -q -infinity | -length N | -infinity on|off
+//
+// The undo queue's length, in the shape commercial hosts use. It is a setting
+// of the session, not of the scene: files neither save nor change it.
+class UndoInfoCommand : public HostCommand {
+ public:
+  HStatus doIt(const HArgList& args) override {
+    HArgParser parser = parse(args);
+    const bool length = parser.isFlagSet("-length");
+    const bool infinity = parser.isFlagSet("-infinity");
+    if (length == infinity) {
+      return fail(HStatus(HStatus::kInvalidParameter,
+                          "Give one of -length and -infinity (with -q to query it)"));
+    }
+    const bool query = parser.isFlagSet("-query");
+    const unsigned count = parser.numberOfCommandArguments();
+    if (query) {
+      if (count > 0)
+        return fail(HStatus(HStatus::kInvalidParameter, "A query takes no value"));
+      if (length)
+        setResult(int(undoLength()));
+      else
+        setResult(isUndoInfinite());
+      return HStatus(HStatus::kSuccess);
+    }
+    if (count != 1) {
+      return fail(HStatus(HStatus::kInvalidParameter, length ? "-length needs a number of steps"
+                                                             : "-infinity needs on or off"));
+    }
+    const std::string word = argument(parser, 0);
+    if (infinity) {
+      bool on = false;
+      if (!builtin::parseBool(word, on))
+        return fail(HStatus(HStatus::kInvalidParameter, "'" + word + "' is not on or off"));
+      setUndoInfinite(on);
+      return HStatus(HStatus::kSuccess);
+    }
+    int steps = 0;
+    if (!builtin::parseInt(word, steps) || steps < 0) {
+      return fail(HStatus(HStatus::kInvalidParameter,
+                          "'" + word + "' is not a number of steps (a whole number, 0 or more)"));
+    }
+    setUndoLength(std::size_t(steps));
+    return HStatus(HStatus::kSuccess);
+  }
+};
+void* createUndoInfo() {
+  return new UndoInfoCommand();
+}
+HSyntax undoInfoSyntax() {
+  HSyntax syntax;
+  syntax.addFlag("-q", "-query");
+  syntax.addFlag("-l", "-length");
+  syntax.addFlag("-in", "-infinity");
+  syntax.addArg(HSyntax::kString);
+  syntax.setMinMaxArgs(0, 1);
+  return syntax;
+}
+BuiltinCommand gUndoInfo("undoInfo", createUndoInfo, undoInfoSyntax,
+                         "undoInfo -q -length | -q -infinity | -length N | -infinity on|off");
 
 // ---------------------------------------------------------------------------
 

@@ -1,7 +1,9 @@
 // The host's own commands: undo and redo, scene files, scripts, printing,
 // plug-ins and help. None of them is undoable.
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "BuiltinSupport.h"
 #include "CommandEngine.h"
@@ -35,6 +37,17 @@ class HostCommand : public HPxCommand {
 
 HSyntax noArguments() {
   return HSyntax();
+}
+
+// The given flags (short and long name, no argument of their own) and at
+// most one word, which the command reads itself.
+HSyntax flagsAndOptionalWord(std::initializer_list<std::pair<const char*, const char*>> flags) {
+  HSyntax syntax;
+  for (const auto& flag : flags)
+    syntax.addFlag(flag.first, flag.second);
+  syntax.addArg(HSyntax::kString);
+  syntax.setMinMaxArgs(0, 1);
+  return syntax;
 }
 
 HSyntax oneString() {
@@ -113,13 +126,7 @@ void* createUndoInfo() {
   return new UndoInfoCommand();
 }
 HSyntax undoInfoSyntax() {
-  HSyntax syntax;
-  syntax.addFlag("-q", "-query");
-  syntax.addFlag("-l", "-length");
-  syntax.addFlag("-in", "-infinity");
-  syntax.addArg(HSyntax::kString);
-  syntax.setMinMaxArgs(0, 1);
-  return syntax;
+  return flagsAndOptionalWord({{"-q", "-query"}, {"-l", "-length"}, {"-in", "-infinity"}});
 }
 BuiltinCommand gUndoInfo("undoInfo", createUndoInfo, undoInfoSyntax,
                          "undoInfo -q -length | -q -infinity | -length N | -infinity on|off");
@@ -164,15 +171,8 @@ void* createFile() {
   return new FileCommand();
 }
 HSyntax fileSyntax() {
-  HSyntax syntax;
-  syntax.addFlag("-n", "-new");
-  syntax.addFlag("-o", "-open");
-  syntax.addFlag("-s", "-save");
-  syntax.addFlag("-f", "-force");
-  syntax.addFlag("-sn", "-sceneName");
-  syntax.addArg(HSyntax::kString);
-  syntax.setMinMaxArgs(0, 1);
-  return syntax;
+  return flagsAndOptionalWord(
+      {{"-n", "-new"}, {"-o", "-open"}, {"-s", "-save"}, {"-f", "-force"}, {"-sn", "-sceneName"}});
 }
 BuiltinCommand gFile("file", createFile, fileSyntax,
                      "file -new [-force] | -open PATH | -save [PATH] | -sceneName");

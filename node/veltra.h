@@ -98,6 +98,14 @@ class veltra : public HPxIkSolverNode {
   HStatus ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier);
   HStatus ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector, HDGModifier* modifier);
 
+  // --- Rest pose check ----------------------------------------------------------
+  // True the first time a handle is solved with this rest pose (its preferred
+  // angles), and again only after they change; kept in the plug-in, not the scene.
+  bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose);
+  // With the chain in its rest pose: warns, naming them, about inner joints
+  // whose bones are parallel (straight or folded flat), which never bend.
+  void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle);
+
   // --- Angle bias ramp -----------------------------------------------------------
   // "wexelAngleBias": one ramp entry per inner joint, positions locked so that
   // ramp entry i stays tied to chain entry i + 1.

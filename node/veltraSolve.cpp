@@ -72,6 +72,10 @@ HStatus veltra::doSolve() {
   // pose rather than on whatever the previous evaluation left. Its status is
   // not consulted: the kernel has no failure path once the inputs exist.
   kernel.solve(bendAngles, bendAxes, planeAngles, planeAxes);
+  // The chain is at rest here, which is what the check measures; it only reads.
+  if (ikRestPoseCheckDue(handle, restPose)) {
+    ikRestPoseWarnUnbendable(joints, handle);
+  }
 
   // The bend pass first: the root's plane rotation turns the already bent chain.
   kernel.ikApplyRotations(joints, bendAngles, bendAxes);

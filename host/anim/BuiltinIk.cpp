@@ -127,10 +127,12 @@ class JointCommand : public Command {
 // ikHandle -sj START -ee END [-sol SOLVER] [-n NAME] [-twist DEG] [-pv X Y Z]
 // ikHandle -e [-sj JOINT] [-ee EFFECTOR] [-sol SOLVER] [-twist DEG] [-pv X Y Z] HANDLE
 // ikHandle -e -ej JOINT EFFECTOR
+// ikHandle -q -sol|-sj|-ee HANDLE
 //
-// The edit form ties an existing handle to its chain and solver (and an
-// effector to the joint it follows) without making anything: scene files
-// restore IK rigs with it.
+// The query form answers one link of a handle by name: nothing when the link
+// is missing (a handle without a solver, or whose solver was deleted). The edit form ties an
+// existing handle to its chain and solver (and an effector to the joint it follows) without making
+// anything: scene files restore IK rigs with it.
 
 // What -sol names: a solver node of that name, else the first node of the
 // solver type of that name, else a new node of that type (typeToCreate).
@@ -176,14 +178,19 @@ class IkHandleCommand : public Command {
     syntax.addFlag("-tw", "-twist", HSyntax::kDouble);
     syntax.addFlag("-pv", "-poleVector", HSyntax::kDouble, HSyntax::kDouble, HSyntax::kDouble);
     syntax.addFlag("-e", "-edit");
+    syntax.addFlag("-q", "-query");
     syntax.setMinMaxArgs(0, 1);
     return syntax;
   }
-  bool isUndoable() const override { return true; }
+  bool isUndoable() const override { return !fQuery; }
 
   HStatus doIt(const HArgList& args) override {
     if (!parse(args))
       return HStatus::kFailure;
+    if (flag("-q")) {
+      fQuery = true;
+      return query();
+    }
     double twist = 0.0, pole[3] = {0.0, 0.0, 0.0};
     if (flag("-tw") && !parseDegrees(flagWord("-tw"), twist))
       return failure("'" + flagWord("-tw") + "' is not an angle in degrees for -twist");
@@ -313,6 +320,47 @@ class IkHandleCommand : public Command {
     return HStatus::kSuccess;
   }
 
+  HStatus query() {
+    if (flag("-e"))
+      return failure("Give -q or -e, not both");
+    const char* const linked[] = {"-sol", "-sj", "-ee"};
+    const char* asked = nullptr;
+    for (const char* name : linked) {
+      if (flag(name)) {
+        if (asked)
+          return failure("Query one of -sol, -sj and -ee at a time");
+        asked = name;
+      }
+    }
+    if (!asked)
+      return failure("Give what to query: -sol, -sj or -ee");
+    if (flag("-ej") || flag("-n") || flag("-tw") || flag("-pv"))
+      return failure("A query takes only -sol, -sj or -ee and the handle");
+    // The query flag takes no value, but the parser hands it the word after
+    // it: that word is the handle unless the handle comes on its own.
+    if (argCount() > 1 || (argCount() == 1 && !flagWord(asked).empty()))
+      return failure("Give one handle to query");
+    const std::string name = argCount() == 1 ? arg(0) : flagWord(asked);
+    std::string error;
+    HObject handle = nodeByName(name, error);
+    if (handle.isNull())
+      return failure(error.empty() ? "Give the handle to query" : error);
+    if (!handle.hasFn(HFn::kIkHandle))
+      return failure("'" + name + "' is not an IK handle");
+    HObject answer;
+    const std::string key = asked;
+    if (key == "-sol")
+      answer = nodeLink(handle, kLinkSolver);
+    else if (key == "-sj")
+      answer = nodeLink(handle, kLinkStartJoint);
+    else
+      answer = nodeLink(handle, kLinkEndEffector);
+    clearResult();
+    if (!answer.isNull())
+      setResult(HString(nodeName(answer)));
+    return HStatus::kSuccess;
+  }
+
   HStatus edit(const HObject& foundSolver, const std::string& solverType, double twist,
                const double pole[3]) {
     if (argCount() != 1)
@@ -373,6 +421,7 @@ class IkHandleCommand : public Command {
   HDGModifier fMod;     // names, values and a new solver node
   HDGModifier fRemove;  // carried out by undo: takes a new handle out
   bool fCreated = false;
+  bool fQuery = false;
   std::vector<Link> fOldLinks, fNewLinks;
 };
 
@@ -382,7 +431,7 @@ const BuiltinCommand kIkHandle(
     "ikHandle", newCommand<IkHandleCommand>, IkHandleCommand::newSyntax,
     "ikHandle -sj START -ee END [-sol SOLVER] [-n NAME] [-twist DEG] [-pv X Y Z] | "
     "ikHandle -e [-sj JOINT] [-ee EFFECTOR] [-sol SOLVER] [-twist DEG] [-pv X Y Z] HANDLE | "
-    "ikHandle -e -ej JOINT EFFECTOR");
+    "ikHandle -e -ej JOINT EFFECTOR | ikHandle -q -sol|-sj|-ee HANDLE");
 
 }  // namespace
 }  // namespace builtin

@@ -16,6 +16,7 @@
 #include "AnimInternal.h"
 #include "HFnIkHandle.h"
 #include "HFnTransform.h"
+#include "HGlobal.h"
 #include "HIkHandleGroup.h"
 #include "HIkSystem.h"
 #include "HPxIkSolverNode.h"
@@ -55,6 +56,9 @@ struct IkState {
   // The same links the other way, alive or not: node slot -> slots linking to it.
   std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> handlesUsing;    // effector ->
   std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> effectorsUsing;  // joint ->
+  // Dirty handles without a solver that have been warned about; a handle
+  // leaves it once it solves again, so that losing its solver later warns anew.
+  std::unordered_set<std::uint32_t> warnedNoSolver;
   bool suspended = false;
   bool evaluating = false;
   const Attribute* rotate = nullptr;
@@ -478,6 +482,18 @@ HStatus runSolver(const HObject& handle, HPxIkSolverNode* solver) {
   return status;
 }
 
+// A handle that should solve but has no solver (none given, or its solver
+// node deleted) would otherwise just stop following silently.
+void warnNoSolver(const HObject& handle) {
+  if (!state().warnedNoSolver.insert(handle.nodeSlot()).second)
+    return;
+  const std::string name = nodeName(handle);
+  HGlobal::displayWarning(HString("IK handle " + name +
+                                  " has no solver (none was given, or it was deleted), so it "
+                                  "does not solve; give it one with ikHandle -e -sol SOLVER " +
+                                  name));
+}
+
 int depthOf(const Node* node) {
   int depth = 0;
   for (const Node* n = node; n; n = n->parent)
@@ -550,8 +566,14 @@ HStatus HIkSystem::evaluate() {
     if (!nodeOf(handle) || !s.dirty.count(handle.nodeSlot()))
       continue;
     HPxIkSolverNode* solver = solverOf(handle);
-    if (!solver || !solverEnabled(handle))
+    if (!solver) {
+      warnNoSolver(handle);
+      continue;  // stays dirty until it has a solver
+    }
+    if (!solverEnabled(handle))
       continue;  // stays dirty until it can be solved
+    if (!s.warnedNoSolver.empty())
+      s.warnedNoSolver.erase(handle.nodeSlot());
     HStatus status = runSolver(handle, solver);
     if (status.statusCode() != HStatus::kSuccess && result.statusCode() == HStatus::kSuccess)
       result = status;

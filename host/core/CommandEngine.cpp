@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -48,15 +49,36 @@ struct QueuedCommand {
   std::string name;
 };
 
+// done holds the undo steps oldest first; undone the redo steps, the next
+// one to redo last. Commands reach undone only from done and a new command
+// empties it, so done + undone never exceeds the length once done is kept
+// within it. Deques, so that dropping the oldest step costs nothing.
 struct UndoQueue {
-  std::vector<QueuedCommand> done;
-  std::vector<QueuedCommand> undone;
+  std::deque<QueuedCommand> done;
+  std::deque<QueuedCommand> undone;
   bool recording = true;
+  bool infinite = false;
+  std::size_t length = kDefaultUndoLength;
 };
 
 UndoQueue& undoQueue() {
   static auto* queue = new UndoQueue();
   return *queue;
+}
+
+// Drops steps until the queue fits its length: the oldest undo steps first,
+// then, when redo steps alone are too many, those furthest from being redone
+// (redo replays in order, so the nearest must stay). Each dropped command is
+// destroyed outside the queue, as a destructor may look at it.
+void trimUndoQueue() {
+  UndoQueue& queue = undoQueue();
+  if (queue.infinite)
+    return;
+  while (queue.done.size() + queue.undone.size() > queue.length) {
+    std::deque<QueuedCommand>& side = queue.done.empty() ? queue.undone : queue.done;
+    QueuedCommand dropped = std::move(side.front());
+    side.pop_front();
+  }
 }
 
 int gEvaluationSuspensions = 0;
@@ -216,8 +238,9 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
   if (options.undoable && queue.recording && object->isUndoable()) {
     queue.done.push_back(QueuedCommand{std::move(object), name});
     // A new branch of history: what was undone can no longer be redone.
-    std::vector<QueuedCommand> dropped = std::move(queue.undone);
+    std::deque<QueuedCommand> dropped = std::move(queue.undone);
     queue.undone.clear();
+    trimUndoQueue();
   }
   object.reset();
   evaluateScene();
@@ -385,8 +408,8 @@ HStatus redoCommand(bool* done) {
 void clearUndoQueue() {
   UndoQueue& queue = undoQueue();
   // Moved out first: a destructor may run commands that look at the queue.
-  std::vector<QueuedCommand> done = std::move(queue.done);
-  std::vector<QueuedCommand> undone = std::move(queue.undone);
+  std::deque<QueuedCommand> done = std::move(queue.done);
+  std::deque<QueuedCommand> undone = std::move(queue.undone);
   queue.done.clear();
   queue.undone.clear();
   // Newest first, the reverse of the order they were made in.
@@ -394,6 +417,24 @@ void clearUndoQueue() {
     undone.pop_back();
   while (!done.empty())
     done.pop_back();
+}
+
+void setUndoLength(std::size_t length) {
+  undoQueue().length = length;
+  trimUndoQueue();
+}
+
+std::size_t undoLength() {
+  return undoQueue().length;
+}
+
+void setUndoInfinite(bool on) {
+  undoQueue().infinite = on;
+  trimUndoQueue();
+}
+
+bool isUndoInfinite() {
+  return undoQueue().infinite;
 }
 
 std::size_t undoDepth() {
@@ -498,4 +539,12 @@ HStatus HGlobal::executeCommand(const HString& command, HStringArray& result, bo
   options.undoable = undoEnabled;
   result.clear();
   return runCommands(command.asStdString(), options, &result);
+}
+
+void HGlobal::displayWarning(const HString& text) {
+  reportMessage("Warning", text.asStdString());
+}
+
+void HGlobal::displayError(const HString& text) {
+  reportMessage("Error", text.asStdString());
 }

@@ -55,6 +55,16 @@ bool isUndoRecording();
 // undo is no error: a warning is shown and done is set false.
 HStatus undoCommand(bool* done = nullptr);
 HStatus redoCommand(bool* done = nullptr);
+// The queue keeps at most `length` steps (undo and redo steps together);
+// a new step beyond it drops the oldest. Setting a smaller length drops
+// steps at once. Infinite lifts the limit while on (the length is kept for
+// when it goes off again). Length 0 keeps nothing. Neither belongs to a
+// scene: both last for the session.
+constexpr std::size_t kDefaultUndoLength = 1000;
+void setUndoLength(std::size_t length);
+std::size_t undoLength();
+void setUndoInfinite(bool on);
+bool isUndoInfinite();
 // Deletes every queued command (new scene, open, plug-in unload).
 void clearUndoQueue();
 std::size_t undoDepth();

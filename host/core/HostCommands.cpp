@@ -1,8 +1,11 @@
 // The host's own commands: undo and redo, scene files, scripts, printing,
 // plug-ins and help. None of them is undoable.
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
+#include "BuiltinSupport.h"
 #include "CommandEngine.h"
 #include "CommandRegistry.h"
 #include "HArgParser.h"
@@ -36,6 +39,17 @@ HSyntax noArguments() {
   return HSyntax();
 }
 
+// The given flags (short and long name, no argument of their own) and at
+// most one word, which the command reads itself.
+HSyntax flagsAndOptionalWord(std::initializer_list<std::pair<const char*, const char*>> flags) {
+  HSyntax syntax;
+  for (const auto& flag : flags)
+    syntax.addFlag(flag.first, flag.second);
+  syntax.addArg(HSyntax::kString);
+  syntax.setMinMaxArgs(0, 1);
+  return syntax;
+}
+
 HSyntax oneString() {
   HSyntax syntax;
   syntax.addArg(HSyntax::kString);
@@ -61,6 +75,61 @@ void* createRedo() {
   return new RedoCommand();
 }
 BuiltinCommand gRedo("redo", createRedo, noArguments, "redo");
+
+// undoInfo -q -length | -q -infinity | -length N | -infinity on|off
+//
+// The undo queue's length, in the shape commercial hosts use. It is a setting
+// of the session, not of the scene: files neither save nor change it.
+class UndoInfoCommand : public HostCommand {
+ public:
+  HStatus doIt(const HArgList& args) override {
+    HArgParser parser = parse(args);
+    const bool length = parser.isFlagSet("-length");
+    const bool infinity = parser.isFlagSet("-infinity");
+    if (length == infinity) {
+      return fail(HStatus(HStatus::kInvalidParameter,
+                          "Give one of -length and -infinity (with -q to query it)"));
+    }
+    const bool query = parser.isFlagSet("-query");
+    const unsigned count = parser.numberOfCommandArguments();
+    if (query) {
+      if (count > 0)
+        return fail(HStatus(HStatus::kInvalidParameter, "A query takes no value"));
+      if (length)
+        setResult(int(undoLength()));
+      else
+        setResult(isUndoInfinite());
+      return HStatus(HStatus::kSuccess);
+    }
+    if (count != 1) {
+      return fail(HStatus(HStatus::kInvalidParameter, length ? "-length needs a number of steps"
+                                                             : "-infinity needs on or off"));
+    }
+    const std::string word = argument(parser, 0);
+    if (infinity) {
+      bool on = false;
+      if (!builtin::parseBool(word, on))
+        return fail(HStatus(HStatus::kInvalidParameter, "'" + word + "' is not on or off"));
+      setUndoInfinite(on);
+      return HStatus(HStatus::kSuccess);
+    }
+    int steps = 0;
+    if (!builtin::parseInt(word, steps) || steps < 0) {
+      return fail(HStatus(HStatus::kInvalidParameter,
+                          "'" + word + "' is not a number of steps (a whole number, 0 or more)"));
+    }
+    setUndoLength(std::size_t(steps));
+    return HStatus(HStatus::kSuccess);
+  }
+};
+void* createUndoInfo() {
+  return new UndoInfoCommand();
+}
+HSyntax undoInfoSyntax() {
+  return flagsAndOptionalWord({{"-q", "-query"}, {"-l", "-length"}, {"-in", "-infinity"}});
+}
+BuiltinCommand gUndoInfo("undoInfo", createUndoInfo, undoInfoSyntax,
+                         "undoInfo -q -length | -q -infinity | -length N | -infinity on|off");
 
 // ---------------------------------------------------------------------------
 
@@ -102,15 +171,8 @@ void* createFile() {
   return new FileCommand();
 }
 HSyntax fileSyntax() {
-  HSyntax syntax;
-  syntax.addFlag("-n", "-new");
-  syntax.addFlag("-o", "-open");
-  syntax.addFlag("-s", "-save");
-  syntax.addFlag("-f", "-force");
-  syntax.addFlag("-sn", "-sceneName");
-  syntax.addArg(HSyntax::kString);
-  syntax.setMinMaxArgs(0, 1);
-  return syntax;
+  return flagsAndOptionalWord(
+      {{"-n", "-new"}, {"-o", "-open"}, {"-s", "-save"}, {"-f", "-force"}, {"-sn", "-sceneName"}});
 }
 BuiltinCommand gFile("file", createFile, fileSyntax,
                      "file -new [-force] | -open PATH | -save [PATH] | -sceneName");

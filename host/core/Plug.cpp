@@ -231,21 +231,30 @@ HStatus checkWritable(const HPlug& plug, PlugRef& ref) {
 void afterWrite(Node* node, const Attribute* attribute) {
   if (attribute->affectsMatrix)
     invalidateMatrices(node);
-  // Connected destinations read through: their matrices and listeners must hear too.
+  // Connected destinations read through, and so do theirs in turn: every
+  // matrix and listener down the connections must hear, not only the first
+  // hop (a driver feeding a node that feeds a handle moves the handle too).
+  // Connections cannot form a cycle, but each node is visited once anyway.
   if (node->outgoingConnections) {
-    for (auto& connection : scene().connections) {
-      if (nodeOf(connection.source.node()) != node)
-        continue;
-      Node* destination = nodeOf(connection.destination.node());
-      const Attribute* target = connection.destination.attribute().attributeDef().get();
-      if (!destination || !target)
-        continue;
-      bool matrix = false;
-      for (const Attribute* a = target; a; a = a->parent)
-        matrix = matrix || a->affectsMatrix;
-      if (matrix || !target->children.empty())
-        invalidateMatrices(destination);
-      notifyValue(destination, target);
+    std::vector<Node*> sources{node};
+    for (size_t next = 0; next < sources.size(); ++next) {
+      for (auto& connection : scene().connections) {
+        if (nodeOf(connection.source.node()) != sources[next])
+          continue;
+        Node* destination = nodeOf(connection.destination.node());
+        const Attribute* target = connection.destination.attribute().attributeDef().get();
+        if (!destination || !target)
+          continue;
+        bool matrix = false;
+        for (const Attribute* a = target; a; a = a->parent)
+          matrix = matrix || a->affectsMatrix;
+        if (matrix || !target->children.empty())
+          invalidateMatrices(destination);
+        notifyValue(destination, target);
+        if (destination->outgoingConnections &&
+            std::find(sources.begin(), sources.end(), destination) == sources.end())
+          sources.push_back(destination);
+      }
     }
   }
   notifyValue(node, attribute);

@@ -25,4 +25,10 @@ class HGlobal {
                                 bool displayEnabled = false, bool undoEnabled = false);
   static HStatus executeCommand(const HString& command, HStringArray& result,
                                 bool displayEnabled = false, bool undoEnabled = false);
+
+  // "Warning: text" and "Error: text" on the host's error output (the stream
+  // HStatus::perror writes to), with the location and name of the command
+  // running, if any, before the text: for nodes and tools that are no command.
+  static void displayWarning(const HString& text);
+  static void displayError(const HString& text);
 };

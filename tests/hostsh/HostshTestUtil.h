@@ -23,10 +23,8 @@ namespace hostshtest {
 
 using buildpaths::binaryDir;
 
-// The scripts of these tests sit beside their sources.
 inline std::string scriptDir() {
-  std::string dir = __FILE__;
-  return dir.substr(0, dir.rfind('/')) + "/scripts";
+  return buildpaths::sourceDir() + "/tests/hostsh/scripts";
 }
 
 inline bool succeeded(const HStatus& status) {

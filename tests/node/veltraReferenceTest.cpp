@@ -32,6 +32,7 @@
 #include <utility>
 #include <vector>
 
+#include "BuildPaths.h"
 #include "VeltraNodeScene.h"
 
 using namespace veltratest;
@@ -44,12 +45,7 @@ constexpr unsigned kStepsPerCase = 6;  // the rest solve, then five goals
 constexpr double kTolerance = 1e-12;
 
 std::string referencePath() {
-  const char* source = std::getenv("VELTRA_SOURCE_DIR");
-  if (source != nullptr && *source != '\0') {
-    return std::string(source) + "/tests/node/data/reference_rotations.txt";
-  }
-  std::string here = __FILE__;
-  return here.substr(0, here.find_last_of('/')) + "/data/reference_rotations.txt";
+  return buildpaths::sourceDir() + "/tests/node/data/reference_rotations.txt";
 }
 
 bool writingReference() {

@@ -18,10 +18,8 @@
 
 namespace {
 
-// The scripts sit beside this source file.
 std::string script(const char* name) {
-  std::string dir = __FILE__;
-  return dir.substr(0, dir.rfind('/')) + "/scripts/" + name;
+  return buildpaths::sourceDir() + "/tests/plugin/scripts/" + name;
 }
 
 std::string readFile(const std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
-// Where the build put the programs and libraries that tests start or load.
+// Where the build put the programs and libraries that tests start or load,
+// and where the sources they read lie.
 
 #include <unistd.h>
 
@@ -23,6 +24,13 @@ inline std::string binaryDir() {
     path = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
   }
   return path;
+}
+
+// The source tree: VELTRA_SOURCE_DIR when set (ctest sets it), else the one
+// the tests were built from.
+inline std::string sourceDir() {
+  const char* dir = std::getenv("VELTRA_SOURCE_DIR");
+  return dir != nullptr && *dir != '\0' ? std::string(dir) : std::string(VELTRA_TEST_SOURCE_DIR);
 }
 
 inline std::string pluginPath() {

@@ -41,7 +41,7 @@ class CreateNodeCommand : public Command {
     if (argCount() != 1)
       return failure("Expected one node type");
     std::string typeName = arg(0);
-    const NodeType* type = findNodeType(typeName);
+    const NodeType* type = nodeTypeToCreate(typeName);
     if (!type)
       return failure("Unknown node type '" + typeName + "'");
     std::string name = flag("-n") ? flagWord("-n") : std::string();

@@ -10,7 +10,8 @@
 namespace hostdetail {
 
 // The first line of every scene file the writer makes.
-constexpr char kSceneFileHeader[] = "// hostsh scene file: a command script that rebuilds the scene.";
+constexpr char kSceneFileHeader[] =
+    "// hostsh scene file: a command script that rebuilds the scene.";
 
 // Writes the whole scene as a command script that rebuilds it: `requires`
 // lines for the plug-ins whose node types are used, then nodes, values,

@@ -1,7 +1,6 @@
 #pragma once
 // The scene writer: the text of a scene file (.hsa) for the scene as it is.
-// HFileIO saves through it, and opening a file keeps its output as the restore
-// point should the file fail part-way.
+// HFileIO saves through it (and sceneAsText gives it to tools and tests).
 
 #include <ostream>
 

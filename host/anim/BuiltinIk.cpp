@@ -136,10 +136,13 @@ class JointCommand : public Command {
 
 // What -sol names: a solver node of that name, else the first node of the
 // solver type of that name, else a new node of that type (typeToCreate).
+// A placeholder node (its plug-in is missing) may be the solver too: the
+// handle keeps it and is not solved.
 bool findSolver(const std::string& word, HObject& solver, std::string& typeToCreate,
                 std::string& error) {
   HObject named = findNode(word);
-  if (!named.isNull() && named.hasFn(HFn::kIkSolver)) {
+  const NodeType* namedType = nodeTypeOf(named);
+  if (namedType && (namedType->hasFn(HFn::kIkSolver) || namedType->placeholder)) {
     solver = named;
     return true;
   }

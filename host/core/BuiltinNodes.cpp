@@ -41,7 +41,7 @@ class CreateNodeCommand : public Command {
     if (argCount() != 1)
       return failure("Expected one node type");
     std::string typeName = arg(0);
-    const NodeType* type = findNodeType(typeName);
+    const NodeType* type = nodeTypeToCreate(typeName);
     if (!type)
       return failure("Unknown node type '" + typeName + "'");
     std::string name = flag("-n") ? flagWord("-n") : std::string();
@@ -173,7 +173,15 @@ class LsCommand : public Command {
       candidates = nodesInCreationOrder();
     }
     std::string typeName = flag("-typ") ? flagWord("-typ") : std::string();
-    if (!typeName.empty() && !findNodeType(typeName))
+    // Placeholders carry type names that no registered type has.
+    auto placeholderType = [&] {
+      for (const HObject& node : nodesInCreationOrder()) {
+        if (nodeTypeOf(node)->placeholder && nodeTypeOf(node)->name == typeName)
+          return true;
+      }
+      return false;
+    };
+    if (!typeName.empty() && !findNodeType(typeName) && !placeholderType())
       return failure("Unknown node type '" + typeName + "'");
     std::set<std::uint32_t> matching;
     for (unsigned i = 0; i < argCount(); ++i) {

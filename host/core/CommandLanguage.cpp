@@ -106,10 +106,12 @@ std::string quoteWord(const std::string& word) {
     if (endsWord(c) || c == '\\' || c == '\0')
       plain = false;
   }
-  if (plain)
-    return word;
+  return plain ? word : quoteString(word);
+}
+
+std::string quoteString(const std::string& text) {
   std::string out = "\"";
-  for (char c : word) {
+  for (char c : text) {
     if (c == '"' || c == '\\') {
       out += '\\';
       out += c;
@@ -121,8 +123,7 @@ std::string quoteWord(const std::string& word) {
       out += c;
     }
   }
-  out += '"';
-  return out;
+  return out + '"';
 }
 
 }  // namespace hostdetail

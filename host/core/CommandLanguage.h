@@ -47,5 +47,8 @@ class CommandReader {
 // word that cannot be mistaken for a comment, a flag or a separator, else
 // quoted with escapes.
 std::string quoteWord(const std::string& word);
+// Any text as one quoted word that the reader gives back exactly: quotes,
+// backslashes, line ends and tabs escaped (a raw line end would end it).
+std::string quoteString(const std::string& text);
 
 }  // namespace hostdetail

@@ -12,6 +12,7 @@
 #include "HFileIO.h"
 #include "HPluginManager.h"
 #include "HPxCommand.h"
+#include "SceneFiles.h"
 #include "SceneInternal.h"
 
 using namespace hostdetail;
@@ -58,9 +59,13 @@ HSyntax oneString() {
 
 // ---------------------------------------------------------------------------
 
+// A scene file being opened may not reach the undo queue: it belongs to the
+// scene the file replaces.
 class UndoCommand : public HostCommand {
  public:
-  HStatus doIt(const HArgList&) override { return undoCommand(); }
+  HStatus doIt(const HArgList&) override {
+    return isOpeningSceneFile() ? refuseWhileOpening() : undoCommand();
+  }
 };
 void* createUndo() {
   return new UndoCommand();
@@ -69,7 +74,9 @@ BuiltinCommand gUndo("undo", createUndo, noArguments, "undo");
 
 class RedoCommand : public HostCommand {
  public:
-  HStatus doIt(const HArgList&) override { return redoCommand(); }
+  HStatus doIt(const HArgList&) override {
+    return isOpeningSceneFile() ? refuseWhileOpening() : redoCommand();
+  }
 };
 void* createRedo() {
   return new RedoCommand();
@@ -240,20 +247,30 @@ void* createUnloadPlugin() {
 }
 BuiltinCommand gUnloadPlugin("unloadPlugin", createUnloadPlugin, oneString, "unloadPlugin NAME");
 
-// Scene files start with one line per plug-in they need.
+// Scene files start with one line per plug-in they need. In a file being
+// opened, a plug-in that cannot be loaded is no error: the scene opens with
+// its nodes kept as placeholders, as users of animation hosts expect.
 class RequiresCommand : public HostCommand {
  public:
   HStatus doIt(const HArgList& args) override {
     HArgParser parser = parse(args);
     const std::string name = argument(parser, 0);
+    const bool versioned = parser.numberOfCommandArguments() > 1;
+    const std::string wanted = versioned ? argument(parser, 1) : std::string();
     if (!HPluginManager::isLoaded(HString(name))) {
       HStatus status;
       HPluginManager::load(HString(name), &status);
-      if (!status)
+      if (!status && !isOpeningSceneFile())
         return fail(status);
+      if (!status) {
+        displayWarning(HString("Plug-in " + name + " is missing (" +
+                               status.errorString().asStdString() +
+                               "); its nodes are kept as placeholders and saved unchanged"));
+        noteMissingPlugin(name, versioned ? &wanted : nullptr);
+        return HStatus(HStatus::kSuccess);
+      }
     }
-    if (parser.numberOfCommandArguments() > 1) {
-      const std::string wanted = argument(parser, 1);
+    if (versioned) {
       const PluginRecord* record = pluginRecord(name);
       if (record && record->version != wanted) {
         displayWarning(HString("Plug-in " + name + " " + record->version +

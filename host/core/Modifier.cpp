@@ -231,7 +231,7 @@ HDGModifier::~HDGModifier() {
 }
 
 HObject HDGModifier::createNode(const HString& typeName, HStatus* status) {
-  const NodeType* type = findNodeType(typeName.asStdString());
+  const NodeType* type = nodeTypeToCreate(typeName.asStdString());
   if (!type) {
     setStatus(status, invalid("Unknown node type"));
     return HObject();
@@ -381,7 +381,7 @@ HStatus HDGModifier::undoIt() {
 }
 
 HObject HDagModifier::createNode(const HString& typeName, const HObject& parent, HStatus* status) {
-  const NodeType* type = findNodeType(typeName.asStdString());
+  const NodeType* type = nodeTypeToCreate(typeName.asStdString());
   if (!type) {
     setStatus(status, invalid("Unknown node type"));
     return HObject();

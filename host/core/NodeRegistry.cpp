@@ -5,6 +5,7 @@
 
 #include "HFnEnumAttribute.h"
 #include "Node.h"
+#include "SceneFiles.h"
 
 namespace hostdetail {
 
@@ -129,6 +130,12 @@ const NodeType* findNodeType(HTypeId id) {
       return type.get();
   }
   return nullptr;
+}
+
+const NodeType* nodeTypeToCreate(const std::string& name) {
+  if (const NodeType* type = findNodeType(name))
+    return type;
+  return placeholderTypeFor(name);
 }
 
 std::vector<const NodeType*> nodeTypes() {

@@ -24,6 +24,7 @@
 #include "HPluginManager.h"
 #include "HStringResource.h"
 #include "MessageInternal.h"
+#include "SceneFiles.h"
 #include "SceneInternal.h"
 
 #ifndef VELTRA_PLUGIN_DIR
@@ -257,7 +258,11 @@ HString HPluginManager::load(const HString& pathOrName, HStatus* status) {
   if (!init || !uninit)
     return refuse(path + " is not a plug-in: it exports no " +
                   (init ? "uninitializePlugin" : "initializePlugin"));
-  return finish(initialize(name, canonical(path), handle, init, uninit), name);
+  HStatus loaded = initialize(name, canonical(path), handle, init, uninit);
+  // Placeholders left by a scene opened without the plug-in become its nodes.
+  if (loaded)
+    convertPlaceholders();
+  return finish(loaded, name);
 }
 
 HStatus HPluginManager::unload(const HString& name) {
@@ -266,6 +271,9 @@ HStatus HPluginManager::unload(const HString& name) {
   auto state = states().find(plugin);
   if (!record || state == states().end())
     return failure(HStatus::kNotFound, "Plug-in " + plugin + " is not loaded");
+  // Unloading clears the undo queue, which a failing open must give back.
+  if (isOpeningSceneFile())
+    return refuseWhileOpening();
   if (state->second.initializing || isPluginCommandRunning(plugin))
     return failure(HStatus::kFailure, "Plug-in " + plugin + " is in use and cannot be unloaded");
   std::string inUse;

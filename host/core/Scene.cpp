@@ -192,7 +192,7 @@ void invalidateMatrices(Node* node) {
 
 HObject createNode(const std::string& typeName, const std::string& name, const HObject& parent,
                    HStatus* status) {
-  const NodeType* type = findNodeType(typeName);
+  const NodeType* type = nodeTypeToCreate(typeName);
   if (!type) {
     setStatus(status, invalid("Unknown node type"));
     return HObject();

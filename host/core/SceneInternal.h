@@ -49,6 +49,18 @@ struct NodeType {
   HFnPlugin::HCreatorFunction creator = nullptr;
   HPxNode::Type pxType = HPxNode::kDependNode;
   std::string pluginName;  // empty for built-in types
+  // A placeholder stands in for a type whose plug-in was missing when a scene
+  // file was opened; it lives outside the registry, so the real type can
+  // still be registered. It has no static attributes (no plug-in type has),
+  // and missingPlugins holds the plug-ins the file required but could not
+  // load, so that saving writes their `requires` lines back.
+  bool placeholder = false;
+  struct MissingPlugin {
+    std::string name;
+    std::string version;
+    bool hasVersion = false;
+  };
+  std::vector<MissingPlugin> missingPlugins;
 
   // True when the type is, or derives from, the given type code.
   bool hasFn(HFn::Type type) const;
@@ -77,6 +89,9 @@ HStatus registerPluginNodeType(const std::string& pluginName, const std::string&
 // dropped (their undo then fails).
 HStatus deregisterNodeType(HTypeId id);
 std::vector<std::string> nodeTypesOfPlugin(const std::string& pluginName);
+// The type that createNode makes for a name: the registered one, or, while a
+// scene file whose plug-ins are missing is opened, a placeholder type.
+const NodeType* nodeTypeToCreate(const std::string& name);
 
 // ---------------------------------------------------------------------------
 // Nodes

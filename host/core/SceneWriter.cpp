@@ -18,11 +18,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <set>
+#include <map>
 #include <sstream>
 #include <string>
 
 #include "BuiltinSupport.h"
+#include "CommandLanguage.h"
 #include "HGlobal.h"
 #include "HIntArray.h"
 #include "HSelectionList.h"
@@ -40,15 +41,8 @@ bool sameBits(double a, double b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-// A string as one word of the command language, with \" and \\ escaped.
 std::string quoted(const std::string& text) {
-  std::string out = "\"";
-  for (char c : text) {
-    if (c == '"' || c == '\\')
-      out += '\\';
-    out += c;
-  }
-  return out + "\"";
+  return quoteString(text);
 }
 
 std::string valueText(const Attribute* leaf, double value) {
@@ -77,7 +71,7 @@ class Writer {
   explicit Writer(std::ostream& out) : fOut(out) {}
 
   void run() {
-    fOut << "// hostsh scene file: a command script that rebuilds the scene.\n";
+    fOut << kSceneFileHeader << '\n';
     std::vector<HObject> nodes;
     for (const HObject& node : nodesInCreationOrder()) {
       if (!nodeTypeOf(node)->isDag)
@@ -104,17 +98,25 @@ class Writer {
   }
 
  private:
+  // One line per plug-in, with the version loaded, or for a plug-in that
+  // was missing when its placeholders were read, the version the file asked.
   void writeRequires(const std::vector<HObject>& nodes) {
-    std::set<std::string> plugins;
+    std::map<std::string, std::string> plugins;  // name -> " VERSION" or ""
     for (const HObject& node : nodes) {
       const NodeType* type = nodeTypeOf(node);
       if (!type->pluginName.empty())
-        plugins.insert(type->pluginName);
+        plugins[type->pluginName];
+      for (const NodeType::MissingPlugin& missing : type->missingPlugins) {
+        if (!plugins.count(missing.name))
+          plugins[missing.name] = missing.hasVersion ? ' ' + quoted(missing.version) : "";
+      }
     }
-    for (const std::string& name : plugins) {
-      fOut << "requires " << name;
-      if (const PluginRecord* record = pluginRecord(name))
+    for (auto& plugin : plugins) {
+      fOut << "requires " << plugin.first;
+      if (const PluginRecord* record = pluginRecord(plugin.first))
         fOut << ' ' << quoted(record->version);
+      else
+        fOut << plugin.second;
       fOut << '\n';
     }
   }

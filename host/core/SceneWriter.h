@@ -1,13 +1,16 @@
 #pragma once
 // The scene writer: the text of a scene file (.hsa) for the scene as it is.
-// HFileIO saves through it, and opening a file keeps its output as the restore
-// point should the file fail part-way.
+// HFileIO saves through it (and sceneAsText gives it to tools and tests).
 
 #include <ostream>
 
 #include "HStatus.h"
 
 namespace hostdetail {
+
+// The first line of every scene file the writer makes.
+constexpr char kSceneFileHeader[] =
+    "// hostsh scene file: a command script that rebuilds the scene.";
 
 // Writes the whole scene as a command script that rebuilds it: `requires`
 // lines for the plug-ins whose node types are used, then nodes, values,

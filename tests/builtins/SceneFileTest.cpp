@@ -162,5 +162,63 @@ TEST_F(BuiltinsTest, OpenRunsThePluginRequirementsFirst) {
   expectRoundTrip("requires");
 }
 
+// Node names allow letters, digits and _ only, so string values carry the
+// awkward characters: each must come back byte for byte.
+TEST_F(BuiltinsTest, StringsWithEscapedCharactersComeBackExactly) {
+  run("createNode transform -n box; addAttr -ln note -dt string box");
+  run("addAttr -ln notes -dt string -m box");
+  const std::string texts[] = {"tab\there",  "two\nlines\n", "back\\slash\\n",
+                               "say \"hi\"", "\\\"\t\n\\",   "ends with \\"};
+  for (const std::string& text : texts) {
+    ASSERT_EQ(plug("box", "note").setValue(HString(text)), HStatus::kSuccess);
+    ASSERT_EQ(plug("box", "notes").elementByLogicalIndex(2).setValue(HString(text)),
+              HStatus::kSuccess);
+    expectRoundTrip("strings");
+    HString note, element;
+    plug("box", "note").getValue(note);
+    plug("box", "notes").elementByLogicalIndex(2).getValue(element);
+    EXPECT_EQ(note.asStdString(), text);
+    EXPECT_EQ(element.asStdString(), text);
+  }
+}
+
+TEST_F(BuiltinsTest, AnUnterminatedStringIsReportedOnItsOwnLine) {
+  const std::string path = tempPath("unterminated.hsa");
+  std::ofstream(path, std::ios::binary | std::ios::trunc)
+      << "createNode transform -n box\naddAttr -ln note -dt string box\n"
+      << "setAttr -type string box.note \"never closed\n\ncreateNode transform -n b\n"
+      << "print \"a later \\\"quote\\\"\"\n";
+  fErrors.str("");
+  EXPECT_NE(HFileIO::open(HString(path)).statusCode(), HStatus::kSuccess);
+  EXPECT_NE(fErrors.str().find("Error: " + path + ":3: Unterminated string"), std::string::npos)
+      << fErrors.str();
+  EXPECT_TRUE(node("box").isNull());
+  std::remove(path.c_str());
+}
+
+TEST_F(BuiltinsTest, ValuesOfNonStorableAttributesAreNotSaved) {
+  run("createNode transform -n box; addAttr -ln keep -at double box");
+  run("addAttr -ln scratch -at double -s off box; addAttr -ln scratches -at double -m -s off box");
+  run("addAttr -ln scratchPair -at compound -nc 1 -s off box");
+  run("addAttr -ln inPair -at double -p scratchPair box");
+  run("setAttr box.keep 4; setAttr box.scratch 5; setAttr box.scratches[3] 6; "
+      "setAttr box.inPair 7");
+  const std::string text = sceneText();
+  EXPECT_NE(text.find("setAttr box.keep 4\n"), std::string::npos) << text;
+  for (const char* unsaved :
+       {"box.scratch ", "box.scratches[", "box.scratchPair.inPair ", "box.inPair "})
+    EXPECT_EQ(text.find(std::string("setAttr ") + unsaved), std::string::npos) << text;
+  // The definitions are kept, so the attributes come back with their defaults.
+  const std::string path = tempPath("unstored.hsa");
+  ASSERT_EQ(HFileIO::saveAs(HString(path)).statusCode(), HStatus::kSuccess);
+  ASSERT_EQ(HFileIO::open(HString(path)).statusCode(), HStatus::kSuccess);
+  EXPECT_EQ(sceneText(), text);
+  EXPECT_EQ(value("box", "keep"), 4.0);
+  EXPECT_EQ(value("box", "scratch"), 0.0);
+  EXPECT_EQ(value("box", "inPair"), 0.0);
+  EXPECT_EQ(run("getAttr -size box.scratches"), std::vector<std::string>{"0"});
+  std::remove(path.c_str());
+}
+
 }  // namespace
 }  // namespace builtinstest

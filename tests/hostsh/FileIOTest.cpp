@@ -2,7 +2,10 @@
 // part-way, leaves the scene as it was and says where it failed; saving
 // again after opening gives the same bytes; reading a file records no undo.
 
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include <cstdio>
 #include <fstream>
@@ -64,41 +67,84 @@ TEST_F(FileIOTest, SaveOpenSaveGivesTheSameBytes) {
   EXPECT_EQ(hostdetail::undoDepth(), 0u);
 }
 
-TEST_F(FileIOTest, BrokenFilesLeaveTheSceneAsItWas) {
+// Every way an open can fail: the error names the file (and the line where
+// there is one), and the scene, its name, the selection and the undo queue
+// are exactly as they were.
+TEST_F(FileIOTest, FailedOpensLoseNothing) {
   buildAndSave();
   const std::string saved = readAll(fPath);
+  const std::string keptPath = fPath + ".kept.hsa";
   ASSERT_TRUE(
-      succeeded(run("file -new; createNode transform -n keeper; "
-                    "setAttr keeper.ty 1.5; select keeper")));
+      succeeded(run("file -new; createNode transform -n keeper; setAttr keeper.ty 1.5; "
+                    "joint -p 1 0 0; joint -p 2 1 0; select -r keeper joint2; "
+                    "file -save \"" +
+                    keptPath + "\"; setAttr keeper.tx 2")));
   const std::string before = scene();
-  ASSERT_FALSE(before.empty());
-  const HString fileBefore = HFileIO::currentFile();
+  const std::vector<std::string> selected = results("ls -sl");
+  ASSERT_EQ(selected, (std::vector<std::string>{"keeper", "joint2"}));
 
-  // A file cut inside a string, and one garbled at its first line: each
-  // says where it failed.
-  const size_t quote = saved.find('"');
-  ASSERT_NE(quote, std::string::npos);
-  const std::string quoteLine =
-      std::to_string(1 + std::count(saved.begin(), saved.begin() + std::ptrdiff_t(quote), '\n'));
-  const std::pair<std::string, std::string> files[] = {
-      {saved.substr(0, quote + 1), ":" + quoteLine + ": Unterminated string"},
-      {"qwerty uiop\n" + saved, ":1: Unknown command: qwerty"},
+  // Line n of the saved file, counted from 1, and the file cut after a text.
+  auto lineOf = [&](size_t offset) {
+    return 1 + std::count(saved.begin(), saved.begin() + std::ptrdiff_t(offset), '\n');
   };
-  for (const auto& broken : files) {
-    std::ofstream(fOther, std::ios::binary | std::ios::trunc) << broken.first;
+  const size_t middle = saved.find("\nsetAttr box.weight") + 1;
+  const size_t quote = saved.find('"', middle);
+  const size_t weight = saved.find("0.25", middle);
+  ASSERT_NE(weight, std::string::npos);
+  const std::string at = ":" + std::to_string(lineOf(middle)) + ": ";
+  const std::string directory = ::testing::TempDir() + "fileio_dir_" + std::to_string(getpid());
+  ASSERT_EQ(mkdir(directory.c_str(), 0700), 0);
+  struct Case {
+    const char* kind;
+    std::string path;  // opened; written with text first unless null
+    const char* text;
+    std::string expected;  // the error after "Error: "
+  };
+  const std::string inserted[] = {
+      saved.substr(0, middle) + "setAttr nowhere.tx 1\n" + saved.substr(middle),
+      saved.substr(0, middle) + "qwerty uiop\n" + saved.substr(middle),
+      saved.substr(0, middle) + "undo\n" + saved.substr(middle), saved.substr(0, quote + 1),
+      saved.substr(0, weight + 3)};
+  const Case cases[] = {
+      {"directory", directory, nullptr,
+       "file: Cannot open scene file " + directory + ": Is a directory"},
+      {"missing", "/nonexistent/missing.hsa", nullptr,
+       "file: Cannot open scene file /nonexistent/missing.hsa: No such file or directory"},
+      {"unreadable", fOther, "", "file: Cannot open scene file " + fOther + ": Permission denied"},
+      {"empty", fOther, "", "file: Cannot open scene file " + fOther + ": the file is empty"},
+      {"bad line", fOther, inserted[0].c_str(), fOther + at + "setAttr: "},
+      {"unknown command", fOther, inserted[1].c_str(), fOther + at + "Unknown command: qwerty"},
+      {"undo inside", fOther, inserted[2].c_str(),
+       fOther + at + "undo: Not allowed while a scene file is being opened"},
+      {"cut in a string", fOther, inserted[3].c_str(),
+       fOther + ":" + std::to_string(lineOf(quote)) + ": Unterminated string"},
+      {"cut in a number", fOther, inserted[4].c_str(),
+       "file: " + fOther + ":" + std::to_string(lineOf(weight)) +
+           ": The file ends inside this line: it was cut short"},
+  };
+  for (const Case& c : cases) {
+    std::remove(fOther.c_str());
+    if (c.text)
+      std::ofstream(c.path, std::ios::binary | std::ios::trunc) << c.text;
+    if (std::string(c.kind) == "unreadable") {
+      chmod(c.path.c_str(), 0);
+      if (std::ifstream(c.path).good())
+        continue;  // running as root: nothing is unreadable
+    }
     Capture capture;
-    EXPECT_FALSE(succeeded(run("file -open \"" + fOther + "\"")));
-    EXPECT_TRUE(capture.errHas("Error: " + fOther + broken.second)) << capture.err();
-    EXPECT_EQ(scene(), before) << broken.second;
-    EXPECT_EQ(HFileIO::currentFile(), fileBefore) << broken.second;
+    EXPECT_FALSE(succeeded(run("file -open \"" + c.path + "\""))) << c.kind;
+    EXPECT_TRUE(capture.errHas("Error: " + c.expected)) << c.kind << ": " << capture.err();
+    EXPECT_EQ(scene(), before) << c.kind;
+    EXPECT_EQ(HFileIO::currentFile(), keptPath) << c.kind;
+    EXPECT_EQ(results("ls -sl"), selected) << c.kind;
+    // The undo queue still holds the last command from before.
+    ASSERT_TRUE(succeeded(run("undo"))) << c.kind;
+    EXPECT_EQ(results("getAttr keeper.tx"), std::vector<std::string>{"0"}) << c.kind;
+    ASSERT_TRUE(succeeded(run("redo"))) << c.kind;
+    EXPECT_EQ(scene(), before) << c.kind;
   }
-  Capture capture;
-  EXPECT_FALSE(succeeded(run("file -open /nonexistent/missing.hsa")));
-  EXPECT_TRUE(capture.errHas("Error: file: Cannot open scene file /nonexistent/missing.hsa"))
-      << capture.err();
-  EXPECT_EQ(scene(), before);
-  // And the host goes on working on it.
-  EXPECT_TRUE(succeeded(run("setAttr keeper.tx 2; undo; undo")));
+  rmdir(directory.c_str());
+  std::remove(keptPath.c_str());
 }
 
 TEST_F(FileIOTest, FileCommandChecksItsFlags) {

@@ -6,8 +6,8 @@
 #include <atomic>
 #include <exception>
 #include <fstream>
-#include <iterator>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <utility>

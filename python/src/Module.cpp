@@ -230,7 +230,7 @@ HSyntax::HArgType argumentType(const HSyntax* syntax, size_t i) {
 
 // Commands whose result is a list of names however many there are.
 bool returnsList(const std::string& command) {
-  static const std::set<std::string> lists{"ls", "listAttr", "help"};
+  static const std::set<std::string> lists{"ls", "listAttr"};
   return lists.count(command) > 0;
 }
 

@@ -20,6 +20,7 @@
 #include "CommandLanguage.h"
 #include "CommandRegistry.h"
 #include "HDagPath.h"
+#include "HIkSystem.h"
 #include "HMatrix.h"
 #include "HSelectionList.h"
 #include "HSyntax.h"
@@ -402,6 +403,9 @@ py::array_t<double> worldPositions(py::object names) {
 PYBIND11_MODULE(_hostpy, m) {
   m.doc() = "The native part of hostpy; use the hostpy package.";
   py::register_exception<CommandFailure>(m, "CommandError", PyExc_RuntimeError);
+  // A call into the animation library keeps it linked: loading it registers
+  // joint and ikHandle and installs IK evaluation, as in hostsh.
+  HIkSystem::setSolvingSuspended(false);
   hostpy::registerPythonCommand();
 
   m.def("run", &run, py::arg("command"), py::arg("args"), py::arg("flags"),

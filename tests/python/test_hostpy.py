@@ -3,6 +3,7 @@ hostsh running Python files."""
 
 import math
 import subprocess
+import sys
 
 import numpy as np
 import pytest
@@ -76,6 +77,13 @@ def test_bad_input_raises_and_changes_nothing(leg, call, error, message):
         call()
     assert cmds.ls() == depth
     assert {n: cmds.xform(n, q=True, ws=True, t=True) for n in cmds.ls(dag=True)} == before
+
+
+def test_fresh_interpreter_has_the_animation_commands():
+    # Without any plug-in loaded first, joint and ikHandle exist and solve.
+    code = "from hostpy import cmds; print(cmds.ikHandle.__name__, cmds.joint())"
+    run = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True)
+    assert (run.returncode, run.stdout) == (0, "ikHandle joint1\n"), run.stderr
 
 
 def test_unknown_command_is_an_attribute_error():

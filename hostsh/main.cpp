@@ -10,6 +10,7 @@
 
 #include "CommandEngine.h"
 #include "CommandRegistry.h"
+#include "Embed.h"
 #include "HIkSystem.h"
 
 namespace {
@@ -19,12 +20,13 @@ constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
 void printUsage(std::ostream& out) {
-  out << "Usage: hostsh [SCRIPT | -c COMMANDS]...\n"
+  out << "Usage: hostsh [SCRIPT | FILE.py | -c COMMANDS]...\n"
          "       hostsh            (on a terminal: prompt for commands)\n"
          "       hostsh -          (run the commands read from standard input)\n"
          "\n"
          "Runs scripts and command strings in order and stops at the first command\n"
-         "that fails. Each command's result is printed on its own line.\n"
+         "that fails. Each command's result is printed on its own line. A FILE.py\n"
+         "runs as Python with hostpy on the same scene.\n"
          "\n"
          "Options:\n"
          "  -c COMMANDS  run a command string\n"
@@ -72,9 +74,13 @@ int runStandardInput() {
   return hostdetail::runCommands(text, options) ? kExitSuccess : kExitFailure;
 }
 
+bool isPythonFile(const std::string& path) {
+  return path.size() > 3 && path.compare(path.size() - 3, 3, ".py") == 0;
+}
+
 }  // namespace
 
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   // Keeps the animation library, which installs IK evaluation, linked in.
   HIkSystem::setSolvingSuspended(false);
 
@@ -117,10 +123,19 @@ int main(int argc, char** argv) {
     else if (step.text == "-")
       status = runStandardInput() == kExitSuccess ? HStatus(HStatus::kSuccess)
                                                   : HStatus(HStatus::kFailure);
+    else if (isPythonFile(step.text))
+      status = hostpy::runPythonFile(step.text);
     else
       status = hostdetail::runScriptFile(step.text, scriptOptions());
     if (!status)
       return kExitFailure;
   }
   return kExitSuccess;
+}
+
+int main(int argc, char** argv) {
+  hostpy::installPython();
+  const int status = run(argc, argv);
+  hostpy::shutdownPython();
+  return status;
 }

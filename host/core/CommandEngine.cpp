@@ -8,6 +8,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <utility>
@@ -450,6 +451,54 @@ HStringArray undoQueueNames() {
   for (const QueuedCommand& entry : undoQueue().done)
     names.append(HString(entry.name));
   return names;
+}
+
+namespace {
+
+// Several queued commands as one undo step. It is only ever replayed with
+// recording off (see replay), so its parts queue nothing of their own.
+class GroupedCommand : public HPxCommand {
+ public:
+  explicit GroupedCommand(std::vector<QueuedCommand> parts) : fParts(std::move(parts)) {}
+  ~GroupedCommand() override {
+    while (!fParts.empty())
+      fParts.pop_back();
+  }
+  HStatus doIt(const HArgList&) override { return HStatus(HStatus::kSuccess); }
+  bool isUndoable() const override { return true; }
+  HStatus undoIt() override {
+    for (auto it = fParts.rbegin(); it != fParts.rend(); ++it) {
+      HStatus status = it->command->undoIt();
+      if (!status)
+        return status;
+    }
+    return HStatus(HStatus::kSuccess);
+  }
+  HStatus redoIt() override {
+    for (QueuedCommand& part : fParts) {
+      HStatus status = part.command->redoIt();
+      if (!status)
+        return status;
+    }
+    return HStatus(HStatus::kSuccess);
+  }
+
+ private:
+  std::vector<QueuedCommand> fParts;
+};
+
+}  // namespace
+
+void groupNewestUndo(std::size_t count, const std::string& name) {
+  std::vector<QueuedCommand>& done = undoQueue().done;
+  count = std::min(count, done.size());
+  if (count == 0)
+    return;
+  const auto first = done.end() - std::ptrdiff_t(count);
+  std::vector<QueuedCommand> parts(std::make_move_iterator(first),
+                                   std::make_move_iterator(done.end()));
+  done.erase(first, done.end());
+  done.push_back(QueuedCommand{std::make_unique<GroupedCommand>(std::move(parts)), name});
 }
 
 // ---------------------------------------------------------------------------

@@ -71,6 +71,11 @@ std::size_t undoDepth();
 std::size_t redoDepth();
 // The names of the queued commands, oldest first (for tests and tools).
 HStringArray undoQueueNames();
+// Makes the newest `count` queued commands one undo step called name: undo
+// reverses them newest first, redo does them again oldest first. Scripting
+// layers use it so that a tool's many commands undo as one. A count larger
+// than the queue takes the whole queue; 0 changes nothing.
+void groupNewestUndo(std::size_t count, const std::string& name);
 
 // ---------------------------------------------------------------------------
 // Evaluation. The engine runs the core's evaluation hook before and after

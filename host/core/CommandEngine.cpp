@@ -490,7 +490,7 @@ class GroupedCommand : public HPxCommand {
 }  // namespace
 
 void groupNewestUndo(std::size_t count, const std::string& name) {
-  std::vector<QueuedCommand>& done = undoQueue().done;
+  auto& done = undoQueue().done;
   count = std::min(count, done.size());
   if (count == 0)
     return;

@@ -19,30 +19,12 @@
 #include <HTransformationMatrix.h>
 #include <HVector.h>
 
-#include <array>
-#include <cmath>
 #include <string>
 #include <vector>
 
+#include "ChainValues.h"
+
 namespace chainfixture {
-
-// One joint; angles in radians. The joint orient and rotate orientation are
-// XYZ Euler angles, the rotation is in rotateOrder.
-struct JointDesc {
-  HVector translate;
-  HVector rotate;
-  HVector jointOrient;
-  HVector rotateAxis;
-  HEulerRotation::RotationOrder rotateOrder = HEulerRotation::kXYZ;
-};
-
-// A plain transform above the chain's root: translation, XYZ rotation
-// (radians) and scale.
-struct ParentDesc {
-  HVector translate;
-  HVector rotate;
-  HVector scale = HVector(1.0, 1.0, 1.0);
-};
 
 enum class Goal { kIkHandle, kTransform };
 
@@ -122,62 +104,7 @@ inline void placeGoal(const Chain& chain, const HVector& world) {
   HFnTransform(chain.goal).setTranslation(world, HSpace::kTransform);
 }
 
-// ---- Independent forward kinematics --------------------------------------
-
-using Mat4 = std::array<std::array<double, 4>, 4>;
-
-struct Vec3 {
-  double x = 0.0, y = 0.0, z = 0.0;
-  Vec3 operator-(const Vec3& o) const { return {x - o.x, y - o.y, z - o.z}; }
-  Vec3 operator+(const Vec3& o) const { return {x + o.x, y + o.y, z + o.z}; }
-  Vec3 operator*(double k) const { return {x * k, y * k, z * k}; }
-  double dot(const Vec3& o) const { return x * o.x + y * o.y + z * o.z; }
-  Vec3 cross(const Vec3& o) const {
-    return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
-  }
-  double length() const { return std::sqrt(dot(*this)); }
-};
-
-inline Mat4 identity4() {
-  Mat4 m{};
-  for (int i = 0; i < 4; ++i)
-    m[i][i] = 1.0;
-  return m;
-}
-
-// Row vectors: a * b applies a first.
-inline Mat4 operator*(const Mat4& a, const Mat4& b) {
-  Mat4 p{};
-  for (int r = 0; r < 4; ++r)
-    for (int c = 0; c < 4; ++c)
-      for (int k = 0; k < 4; ++k)
-        p[r][c] += a[r][k] * b[k][c];
-  return p;
-}
-
-// Right-handed rotation about one axis (0 x, 1 y, 2 z), for row vectors.
-inline Mat4 axisRotation(int axis, double angle) {
-  Mat4 m = identity4();
-  const double c = std::cos(angle), s = std::sin(angle);
-  const int a = (axis + 1) % 3, b = (axis + 2) % 3;
-  m[a][a] = c;
-  m[a][b] = s;
-  m[b][a] = -s;
-  m[b][b] = c;
-  return m;
-}
-
-// Orders as named by the rotateOrder enum: "xyz" rotates about x first.
-inline Mat4 eulerMatrix(double x, double y, double z, int order) {
-  static const char* kOrders[] = {"xyz", "yzx", "zxy", "xzy", "yxz", "zyx"};
-  const double angles[3] = {x, y, z};
-  Mat4 m = identity4();
-  for (const char* c = kOrders[(order >= 0 && order < 6) ? order : 0]; *c; ++c) {
-    const int axis = *c - 'x';
-    m = m * axisRotation(axis, angles[axis]);
-  }
-  return m;
-}
+// ---- Independent forward kinematics over the scene -------------------------
 
 inline Vec3 readVec3(const HFnDependencyNode& fn, const std::string& name) {
   return {fn.findPlug((name + "X").c_str()).asDouble(),

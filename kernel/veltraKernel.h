@@ -186,6 +186,12 @@ inline HPoint ikPositionInRotationFrame(const HPoint& worldPoint,
 // (squared length 1e-5 or less): there is then no plane to measure in.
 bool ikAcrossAxis(const HVector& axis, const HVector& pole, const HVector& normal,
                   HVector& poleAcross, HVector& normalAcross);
+// Signed angle (radians, in [-pi, pi]) about the axis from one vector to
+// another, both across the axis: atan2 of their cross product along the axis
+// and their dot product. 0 when either has zero length; exactly pi when their
+// directions are within about 0.00447 radians of opposite (cosine within 1e-5
+// of -1), so that a half turn never depends on rounding.
+double ikSignedAngleAbout(const HVector& from, const HVector& to, const HVector& axis);
 // Unit normal of the rest bend plane in the root's rotation frame.
 HVector ikJointPlaneNormal(const veltraKernelSetup& setup);
 // Signed angle (radians) about the rest root-to-end axis from the rest pole

@@ -38,6 +38,21 @@ bool ikAcrossAxis(const HVector& axis, const HVector& pole, const HVector& norma
   return true;
 }
 
+double ikSignedAngleAbout(const HVector& from, const HVector& to, const HVector& axis) {
+  // A vector with no part across the axis leaves no angle to measure; no
+  // turn is the value that fits the rest of the solve.
+  const double lengths = from.length() * to.length();
+  if (!(lengths > 0.0)) {
+    return 0.0;
+  }
+  const double cosine = (from * to) / lengths;
+  // Nearly opposite: exactly a half turn, whichever side rounding put it on.
+  if (std::fabs(cosine + 1) < 1e-5) {
+    return kPi;
+  }
+  return std::atan2(((from ^ to) * axis) / axis.length(), from * to);
+}
+
 HVector ikJointPlaneNormal(const veltraKernelSetup& setup) {
   const unsigned n = setup.restWorldPositions.length();
   HVector normal(0.0, 0.0, 0.0);
@@ -91,7 +106,6 @@ double ikPoleVectorAngleOffset(const veltraKernelInput& input, const veltraKerne
 
   // Root-to-end axis at rest, in the root's rotation frame.
   const HVector axis(ikPositionInRotationFrame(setup.restWorldPositions[n - 1], rootFrame));
-  const double axisLength = axis.length();
 
   // The rest pole vector is a world direction: only the root's rotation (not
   // its scale) is removed before the rotate orientation is applied.
@@ -102,32 +116,8 @@ double ikPoleVectorAngleOffset(const veltraKernelInput& input, const veltraKerne
     return 0.0;
   }
 
-  // A normal along the axis, or a pole that projects to nothing, leaves no
-  // angle to measure; no offset is the value that fits the rest of the solve.
-  const double lengths = normalAcross.length() * poleAcross.length();
-  if (!(lengths > 0.0)) {
-    return 0.0;
-  }
-  const double cosine = (normalAcross * poleAcross) / lengths;
-
-  double angle;
-  if (cosine < -1) {
-    angle = kPi;
-  } else if (cosine > 1) {
-    angle = std::acos(1.0);
-  } else if (std::fabs(cosine + 1) < 1e-5) {
-    angle = kPi;
-  } else {
-    angle = std::acos(cosine);
-  }
-
-  // Right-handed about +axis from pole to normal: negative when pole x normal
-  // points against the axis. A zero cross product (0 or pi) keeps the sign.
-  const HVector turn = poleAcross ^ normalAcross;
-  if (std::fabs((axis * turn) / (turn.length() * axisLength) + 1) < 1e-5) {
-    angle = -angle;
-  }
-  return angle;
+  // Right-handed about +axis, from the pole to the normal.
+  return ikSignedAngleAbout(poleAcross, normalAcross, axis);
 }
 
 }  // namespace veltraKernel

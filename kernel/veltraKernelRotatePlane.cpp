@@ -32,20 +32,10 @@ HQuaternion solveRotatePlane(const veltraKernelInput& input, const veltraKernelS
     return HQuaternion();
   }
 
-  const double cosine = (normalAcross * poleAcross) / (normalAcross.length() * poleAcross.length());
-
-  // Both factors turn about the axis: first from the normal onto the pole,
-  // then on by the offset the rest pole vector had from the normal. Opposite
-  // directions take an explicit half turn about the axis, never the host's
-  // choice of perpendicular axis.
-  HQuaternion turn;
-  if (cosine < -1 || (cosine <= 1 && std::fabs(cosine + 1) < 1e-5)) {
-    turn = HQuaternion(kPi, axis);
-  } else {
-    turn = HQuaternion(normalAcross, poleAcross);
-  }
-  turn *= HQuaternion(setup.poleAngleOffset, axis);
-  return turn;
+  // First from the normal onto the pole, then on by the offset the rest pole
+  // vector had from the normal: both turns are about the axis.
+  const double turn = ikSignedAngleAbout(normalAcross, poleAcross, axis);
+  return HQuaternion(turn + setup.poleAngleOffset, axis);
 }
 
 }  // namespace veltraKernel

@@ -86,6 +86,19 @@ TEST_F(SolveTest, SingleBoneChainIsRefused) {
   EXPECT_FALSE(veltraData::ikRestPoseExists(chain.handle));
 }
 
+// Finite values whose product overflows: the kernel's check refuses the
+// solve before any joint is written.
+TEST_F(SolveTest, ParentMatrixThatOverflowsIsRefused) {
+  HFnTransform fnOuter, fnInner;
+  const HObject outer = fnOuter.create();
+  const HObject inner = fnInner.create(outer);
+  const double huge[3] = {1e200, 1e200, 1e200};
+  fnOuter.setScale(huge);
+  fnInner.setScale(huge);
+  const SolverChain chain = buildSolverChain(planarSpecs(2), true, inner);
+  expectFailedSolve(chain, "The value of the root's parent matrix is not finite.");
+}
+
 TEST_F(SolveTest, UnwritablePreferredAngleFailsTheRestPose) {
   const SolverChain chain = buildSolverChain(planarSpecs(2));
   // The last joint before the effector refuses its preferred angle, so the

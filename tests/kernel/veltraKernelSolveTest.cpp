@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <string>
 
@@ -17,45 +18,26 @@ ValueChain threeJoints() {
 }
 
 TEST(KernelValidate, RefusesImpossibleInputWithAReason) {
+  using Input = veltraKernelInput;
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
-  struct Case {
-    const char* what;
-    void (*spoil)(veltraKernelInput&, double, double);
-    const char* reason;
-  };
-  const Case cases[] = {
-      {"two entries",
-       [](veltraKernelInput& in, double, double) {
-         in.localTransformations.pop_back();
-         in.restPose.remove(2);
-         in.angleBias.remove(2);
+  const std::vector<std::pair<std::function<void(Input&)>, const char*>> cases = {
+      {[](Input& in) {
+         in.localTransformations.pop_back(), in.restPose.remove(2), in.angleBias.remove(2);
        },
        "at least 3"},
-      {"short weights", [](veltraKernelInput& in, double, double) { in.angleBias.remove(1); },
-       "angle bias has 2 weights"},
-      {"long rest pose",
-       [](veltraKernelInput& in, double, double) { in.restPose.append(HVector::zero); },
-       "rest pose has 4 rotations"},
-      {"twist", [](veltraKernelInput& in, double n, double) { in.twist = n; }, "twist"},
-      {"pole", [](veltraKernelInput& in, double, double i) { in.poleVector.y = i; },
-       "the pole vector"},
-      {"rest pole", [](veltraKernelInput& in, double n, double) { in.restPoleVector.x = n; },
-       "rest pole vector"},
-      {"handle", [](veltraKernelInput& in, double, double i) { in.handleWorldPosition.z = -i; },
-       "handle's position"},
-      {"handle parent",
-       [](veltraKernelInput& in, double n, double) { in.handleParentWorldMatrix.matrix[1][2] = n; },
-       "handle's parent matrix"},
-      {"root parent",
-       [](veltraKernelInput& in, double, double i) { in.rootParentWorldMatrix.matrix[3][0] = i; },
-       "root's parent matrix"},
-      {"weight", [](veltraKernelInput& in, double n, double) { in.angleBias[1] = n; }, "entry 1"},
-      {"rest rotation", [](veltraKernelInput& in, double, double i) { in.restPose[0].z = i; },
-       "entry 0"},
+      {[](Input& in) { in.angleBias.remove(1); }, "angle bias has 2 weights"},
+      {[](Input& in) { in.restPose.append(HVector::zero); }, "rest pose has 4 rotations"},
+      {[&](Input& in) { in.twist = nan; }, "twist"},
+      {[&](Input& in) { in.poleVector.y = inf; }, "the pole vector"},
+      {[&](Input& in) { in.restPoleVector.x = nan; }, "rest pole vector"},
+      {[&](Input& in) { in.handleWorldPosition.z = -inf; }, "handle's position"},
+      {[&](Input& in) { in.handleParentWorldMatrix.matrix[1][2] = nan; }, "handle's parent matrix"},
+      {[&](Input& in) { in.rootParentWorldMatrix.matrix[3][0] = inf; }, "root's parent matrix"},
+      {[&](Input& in) { in.angleBias[1] = nan; }, "entry 1"},
+      {[&](Input& in) { in.restPose[0].z = inf; }, "entry 0"},
       // Components are finite by construction; their product can overflow.
-      {"scale times shear",
-       [](veltraKernelInput& in, double, double) {
+      {[](Input& in) {
          const double scale[3] = {1.0, 1e200, 1.0}, shear[3] = {1e200, 0.0, 0.0};
          in.localTransformations[2].setScale(scale, HSpace::kTransform);
          in.localTransformations[2].setShear(shear, HSpace::kTransform);
@@ -63,15 +45,14 @@ TEST(KernelValidate, RefusesImpossibleInputWithAReason) {
        "entry 2"},
   };
   HString problem("left over");
-  const veltraKernelInput good = kernelInput(threeJoints(), {1, 0, 0});
+  const Input good = kernelInput(threeJoints(), {1, 0, 0});
   EXPECT_TRUE(veltraKernel::validate(good, problem));
   EXPECT_EQ(std::string(problem.asChar()), "");
-  for (const Case& c : cases) {
-    veltraKernelInput input = good;
-    c.spoil(input, nan, inf);
-    EXPECT_FALSE(veltraKernel::validate(input, problem)) << c.what;
-    EXPECT_NE(std::string(problem.asChar()).find(c.reason), std::string::npos)
-        << c.what << ": " << problem.asChar();
+  for (const auto& c : cases) {
+    Input input = good;
+    c.first(input);
+    EXPECT_FALSE(veltraKernel::validate(input, problem)) << c.second;
+    EXPECT_NE(std::string(problem.asChar()).find(c.second), std::string::npos) << problem.asChar();
   }
 }
 

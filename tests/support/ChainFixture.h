@@ -117,29 +117,25 @@ inline Vec3 readVec3(const HFnDependencyNode& fn, const std::string& name) {
 // angles in "preferredAngle") and from "rotate" otherwise.
 inline Mat4 localMatrix(const HObject& node, const char* rotation = "rotate") {
   HFnDependencyNode fn(node);
-  Mat4 scale = identity4();
-  const Vec3 s = readVec3(fn, "scale");
-  scale[0][0] = s.x;
-  scale[1][1] = s.y;
-  scale[2][2] = s.z;
-  Mat4 shear = identity4();
-  shear[1][0] = fn.findPlug("shearXY").asDouble();
-  shear[2][0] = fn.findPlug("shearXZ").asDouble();
-  shear[2][1] = fn.findPlug("shearYZ").asDouble();
-  const Vec3 ra = readVec3(fn, "rotateAxis");
-  const Vec3 r = readVec3(fn, fn.hasAttribute(rotation) ? rotation : "rotate");
-  Mat4 jointOrient = identity4();
-  if (fn.hasAttribute("jointOrient")) {
-    const Vec3 jo = readVec3(fn, "jointOrient");
-    jointOrient = eulerMatrix(jo.x, jo.y, jo.z, 0);
-  }
-  Mat4 translate = identity4();
-  const Vec3 t = readVec3(fn, "translate");
-  translate[3][0] = t.x;
-  translate[3][1] = t.y;
-  translate[3][2] = t.z;
-  return scale * shear * eulerMatrix(ra.x, ra.y, ra.z, 0) *
-         eulerMatrix(r.x, r.y, r.z, fn.findPlug("rotateOrder").asInt()) * jointOrient * translate;
+  const auto read = [&fn](const char* name) {
+    const Vec3 v = readVec3(fn, name);
+    return HVector(v.x, v.y, v.z);
+  };
+  JointDesc joint;
+  joint.translate = read("translate");
+  joint.rotateAxis = read("rotateAxis");
+  joint.jointOrient = fn.hasAttribute("jointOrient") ? read("jointOrient") : HVector::zero;
+  joint.rotateOrder = HEulerRotation::RotationOrder(fn.findPlug("rotateOrder").asInt());
+  const HVector s = read("scale");
+  Mat4 scaleShear = identity4();
+  scaleShear[0][0] = s.x;
+  scaleShear[1][1] = s.y;
+  scaleShear[2][2] = s.z;
+  scaleShear[1][0] = s.y * fn.findPlug("shearXY").asDouble();
+  scaleShear[2][0] = s.z * fn.findPlug("shearXZ").asDouble();
+  scaleShear[2][1] = s.z * fn.findPlug("shearYZ").asDouble();
+  return scaleShear *
+         jointMatrix(joint, read(fn.hasAttribute(rotation) ? rotation : "rotate"), identity4());
 }
 
 // The node's local matrices multiplied up to the world.

@@ -154,6 +154,43 @@ TEST(KernelPlane, PoleOffsetIsTheSignedTurnFromRestPoleToNormal) {
   EXPECT_EQ(veltraKernel::ikPoleVectorAngleOffset(input, setup, HVector(1, 0, 0)), 0.0);
 }
 
+// The plane stages alone, in a solved root frame that is the world: the
+// root-to-end axis A = (2, 0, 0), the plane normal +Z and an offset of +pi/2
+// (a chain bent towards +Y with the rest pole vector along +Y).
+TEST(KernelPlane, RotatePlaneAndTwistAreTurnsAboutTheSolvedAxis) {
+  veltraKernelInput input = kernelInput(chainAt(kKnee), {2, 0, 0});
+  veltraKernelSetup setup;
+  setup.planeNormal = HVector::zAxis;
+  setup.poleAngleOffset = kPi / 2;
+  const veltraKernelSolvedChain solved{HMatrix(), HMatrix(), HVector(2, 0, 0)};
+  struct Case {
+    HVector pole;
+    double twist, turnAboutX;
+  };
+  // +Y: back where it was; +Z: a quarter turn towards the pole; -Y: a half
+  // turn; -Z (opposite the normal): a half turn and the offset. A pole along
+  // the axis leaves the chain as aimed. The twist adds its own turn.
+  for (const Case& c : {Case{{0, 1, 0}, 0.0, 0.0}, Case{{0, 0, 1}, 0.0, kPi / 2},
+                        Case{{0, -1, 0}, 0.0, kPi}, Case{{0, 0, -1}, 0.0, 3 * kPi / 2},
+                        Case{{-3, 0, 0}, 0.0, 0.0}, Case{{0, 1, 0}, -kPi / 2, -kPi / 2}}) {
+    input.poleVector = c.pole;
+    input.twist = c.twist;
+    const HQuaternion turn = veltraKernel::solveRotatePlane(input, setup, solved) *
+                             veltraKernel::solveTwist(input, solved);
+    EXPECT_TRUE(
+        turn.asMatrix().isEquivalent(HQuaternion(c.turnAboutX, HVector::xAxis).asMatrix(), 1e-12))
+        << c.pole << " twist " << c.twist;
+  }
+  // The signed angle: right-handed about the axis, 0 without a direction,
+  // exactly a half turn within 1e-5 of opposite in cosine.
+  const HVector x = HVector::xAxis, y = HVector::yAxis, z = HVector::zAxis;
+  EXPECT_DOUBLE_EQ(veltraKernel::ikSignedAngleAbout(y, z, x * 2.0), kPi / 2);
+  EXPECT_DOUBLE_EQ(veltraKernel::ikSignedAngleAbout(z, y, x), -kPi / 2);
+  EXPECT_EQ(veltraKernel::ikSignedAngleAbout(HVector::zero, y, x), 0.0);
+  EXPECT_EQ(veltraKernel::ikSignedAngleAbout(y, HVector(0, -1, -0.004), x), kPi);
+  EXPECT_NEAR(veltraKernel::ikSignedAngleAbout(y, HVector(0, -1, -0.005), x), -kPi + 0.005, 1e-7);
+}
+
 // The joint follows the pole vector around the root-to-end axis, and the
 // twist turns it further about the same axis.
 TEST(KernelPlane, RotatePlaneAndTwistTurnTheBendAboutTheRootToEndAxis) {

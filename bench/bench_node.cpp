@@ -17,6 +17,7 @@
 #include <HPluginManager.h>
 #include <HSpace.h>
 #include <veltra.h>
+#include <veltraData.h>
 #include <veltraKernel.h>
 
 #include <vector>
@@ -99,8 +100,24 @@ void BM_DoSolve(benchmark::State& state) {
 }
 BENCHMARK(BM_DoSolve)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
 
+// Everything doSolve gathers before it runs the kernel.
+veltraKernelInput gatherInputs(const HDagPath& handlePath) {
+  using namespace veltraData;
+  HDagPathArray joints;
+  ikJointChain(handlePath, joints);
+  veltraKernelInput input;
+  ikRestPose(joints, handlePath, input.restPose, nullptr);
+  ikRestPoleVector(handlePath, input.restPoleVector, nullptr);
+  ikAngleBias(joints, handlePath, input.angleBias, nullptr);
+  ikPoleVector(handlePath, input.poleVector);
+  ikTwist(handlePath, input.twist);
+  ikKernelGeometry(joints, handlePath, input);
+  return input;
+}
+
 // The kernel's part of the same solve: inputs gathered once outside the loop,
-// then construction, solve and both passes, as doSolve runs them.
+// then the solve and the writes of the rest pose and both passes, as doSolve
+// runs them.
 void BM_KernelPart(benchmark::State& state) {
   ensureRegistered();
   HFileIO::newFile(true);
@@ -108,56 +125,32 @@ void BM_KernelPart(benchmark::State& state) {
   const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
   HIkSystem::solveHandle(handle);
 
-  veltra node;
   const HDagPath handlePath = pathOf(handle);
   HDagPathArray joints;
-  node.ikJointChain(handlePath, joints);
-  HVectorArray restPose;
-  node.ikRestPose(joints, handlePath, restPose, nullptr);
-  HVector restPoleVector(0.0, 0.0, 0.0);
-  node.ikRestPoleVector(handlePath, restPoleVector, nullptr);
-  HDoubleArray angleBias;
-  node.ikAngleBias(joints, handlePath, angleBias, nullptr);
-  HVector poleVector(0.0, 0.0, 0.0);
-  node.ikPoleVector(handlePath, poleVector);
-  double twist = 0.0;
-  node.ikTwist(handlePath, twist);
+  veltraData::ikJointChain(handlePath, joints);
+  const veltraKernelInput input = gatherInputs(handlePath);
 
   for (auto _ : state) {
-    veltraKernel kernel(joints, handlePath, restPose, restPoleVector, angleBias, poleVector, twist);
-    HDoubleArray bendAngles, planeAngles;
-    HVectorArray bendAxes, planeAxes;
-    kernel.solve(bendAngles, bendAxes, planeAngles, planeAxes);
-    kernel.ikApplyRotations(joints, bendAngles, bendAxes);
-    kernel.ikApplyRotations(joints, planeAngles, planeAxes);
-    benchmark::DoNotOptimize(bendAngles[0]);
+    const veltraKernelResult result = veltraKernel::solve(input);
+    veltraData::ikApplyPose(joints, input.restPose);
+    veltraData::ikApplyRotations(joints, result.bend);
+    veltraData::ikApplyRotations(joints, result.plane);
+    benchmark::DoNotOptimize(result.bend.angles[0]);
   }
 }
 BENCHMARK(BM_KernelPart)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
 
-// Gathering alone: everything doSolve does before it builds the kernel.
+// Gathering alone: everything doSolve does before it runs the kernel.
 void BM_GatherInputs(benchmark::State& state) {
   ensureRegistered();
   HFileIO::newFile(true);
   const HObject solver = newSolver();
   const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
   HIkSystem::solveHandle(handle);
-  veltra node;
   const HDagPath handlePath = pathOf(handle);
   for (auto _ : state) {
-    HDagPathArray joints;
-    node.ikJointChain(handlePath, joints);
-    HVectorArray restPose;
-    node.ikRestPose(joints, handlePath, restPose, nullptr);
-    HVector restPoleVector(0.0, 0.0, 0.0);
-    node.ikRestPoleVector(handlePath, restPoleVector, nullptr);
-    HDoubleArray angleBias;
-    node.ikAngleBias(joints, handlePath, angleBias, nullptr);
-    HVector poleVector(0.0, 0.0, 0.0);
-    node.ikPoleVector(handlePath, poleVector);
-    double twist = 0.0;
-    node.ikTwist(handlePath, twist);
-    benchmark::DoNotOptimize(twist);
+    const veltraKernelInput input = gatherInputs(handlePath);
+    benchmark::DoNotOptimize(input.twist);
   }
 }
 BENCHMARK(BM_GatherInputs)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);

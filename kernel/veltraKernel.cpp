@@ -1,113 +1,214 @@
-// Kernel state and the solve sequence: rest pose and measurements, then the
-// bend pair (radial and sphere solves), then the plane pair (rotate-plane and
+// The solve sequence: validation, the rest-pose measurements, then the bend
+// pass (radial and sphere solves), then the plane pass (rotate-plane and
 // twist rotations combined into one rotation of the root).
 
 #include "veltraKernel.h"
 
-veltraKernel::veltraKernel(const HDagPathArray& joints, const HDagPath& handle,
-                           const HVectorArray& restPose, const HVector& restPoleVector,
-                           const HDoubleArray& angleBias, const HVector& poleVector,
-                           const double& twist)
-    : fJoints(joints),
-      fHandle(handle),
-      fRestPose(restPose),
-      fRestPoleVector(restPoleVector),
-      fAngleBias(angleBias),
-      fPoleVector(poleVector),
-      fTwist(twist),
-      fChainSpan(0.0),
-      fHandleDistance(0.0),
-      fMinReach(0.0),
-      fMaxReach(0.0),
-      fPlaneNormal(0.0, 0.0, 0.0),
-      fPoleAngleOffset(0.0) {}
+#include <cmath>
+#include <string>
 
-veltraKernel::~veltraKernel() {}
+namespace veltraKernel {
 
-HStatus veltraKernel::solve(HDoubleArray& bendAngles, HVectorArray& bendAxes,
-                            HDoubleArray& planeAngles, HVectorArray& planeAxes) {
-  // All three stages run; none has a failure path, so the status is simply
-  // that of the last one.
-  HStatus status(HStatus::kSuccess);
-  status = preKernelSolve();
-  status = kernelSolve();
-  status = postKernelSolve();
+namespace {
 
-  const unsigned n = fJoints.length();
-  bendAngles.clear();
-  bendAxes.clear();
-  planeAngles.clear();
-  planeAxes.clear();
-  bendAngles.setLength(n);
-  bendAxes.setLength(n);
-  planeAngles.setLength(n);
-  planeAxes.setLength(n);
-  for (unsigned i = 0; i < n; ++i) {
-    bendAngles[i] = fBendAngles[i];
-    bendAxes[i] = fBendAxes[i];
-    planeAngles[i] = fPlaneAngles[i];
-    planeAxes[i] = fPlaneAxes[i];
+bool finite(double v) {
+  return std::isfinite(v);
+}
+bool finite(const HVector& v) {
+  return finite(v.x) && finite(v.y) && finite(v.z);
+}
+bool finite(const HPoint& p) {
+  return finite(p.x) && finite(p.y) && finite(p.z) && finite(p.w);
+}
+
+HString sentence(const std::string& text) {
+  return HString(text.c_str());
+}
+
+}  // namespace
+
+bool validate(const veltraKernelInput& input, HString& problem) {
+  const size_t n = input.localTransformations.size();
+  if (n < 3) {
+    problem = sentence("The chain has " + std::to_string(n) +
+                       " entries; a solve needs at least 3 (2 bones).");
+    return false;
   }
-  return status;
-}
-
-HStatus veltraKernel::preKernelSolve() {
-  HStatus status(HStatus::kSuccess);
-  const unsigned n = fJoints.length();
-
-  // Everything below measures the chain as the rest pose leaves it, and the
-  // later stages query the host in that same state.
-  ikApplyPose(fJoints, fRestPose);
-
-  HPointArray worldPositions;
-  ikJointPositions(fJoints, worldPositions);
-  HDoubleArray interiorAnglesDeg;
-  ikJointAngles(worldPositions, interiorAnglesDeg);
-  ikJointRotationLimits(interiorAnglesDeg, fLowerLimits, fUpperLimits);
-
-  fChainSpan = ikJointDistance(fJoints[0], fJoints[n - 1]);
-  fHandleDistance = ikJointDistance(fJoints[0], fHandle);
-  fMinReach = ikJointMinDistance(worldPositions);
-  fMaxReach = ikJointMaxDistance(worldPositions);
-
-  fPlaneNormal = ikJointPlaneNormal(fJoints);
-  fPoleAngleOffset = ikPoleVectorAngleOffset(fPlaneNormal);
-
-  fBendAngles.clear();
-  fBendAxes.clear();
-  fPlaneAngles.clear();
-  fPlaneAxes.clear();
-  fBendAngles.setLength(n);
-  fBendAxes.setLength(n);
-  fPlaneAngles.setLength(n);
-  fPlaneAxes.setLength(n);
-  for (unsigned i = 0; i < n; ++i) {
-    fBendAngles[i] = 0.0;
-    fBendAxes[i] = HVector::zero;
-    fPlaneAngles[i] = 0.0;
-    fPlaneAxes[i] = HVector::zero;
+  if (input.restPose.length() != n) {
+    problem = sentence("The rest pose has " + std::to_string(input.restPose.length()) +
+                       " rotations for a chain of " + std::to_string(n) + " entries.");
+    return false;
   }
-  return status;
+  if (input.angleBias.length() != n) {
+    problem = sentence("The angle bias has " + std::to_string(input.angleBias.length()) +
+                       " weights for a chain of " + std::to_string(n) + " entries.");
+    return false;
+  }
+  for (size_t i = 0; i < n; ++i) {
+    if (!input.localTransformations[i].asMatrix().isFinite() || !finite(input.restPose[i]) ||
+        !finite(input.angleBias[i])) {
+      problem = sentence("Chain entry " + std::to_string(i) +
+                         " has a transformation, rest rotation or bias weight that is not "
+                         "finite.");
+      return false;
+    }
+  }
+  const struct {
+    bool ok;
+    const char* what;
+  } values[] = {
+      {input.rootParentWorldMatrix.isFinite(), "the root's parent matrix"},
+      {finite(input.handleWorldPosition), "the handle's position"},
+      {input.handleParentWorldMatrix.isFinite(), "the handle's parent matrix"},
+      {finite(input.poleVector), "the pole vector"},
+      {finite(input.twist), "the twist"},
+      {finite(input.restPoleVector), "the rest pole vector"},
+  };
+  for (const auto& value : values) {
+    if (!value.ok) {
+      problem = sentence(std::string("The value of ") + value.what + " is not finite.");
+      return false;
+    }
+  }
+  problem = HString();
+  return true;
 }
 
-HStatus veltraKernel::kernelSolve() {
-  // The sphere solve aims whatever the radial solve produced, so it runs
-  // regardless of the radial solve's status.
-  HStatus status = solveRadial();
-  status = solveSphere();
-  return status;
+veltraKernelResult solve(const veltraKernelInput& input) {
+  veltraKernelResult result;
+  const veltraKernelSetup setup = preKernelSolve(input);
+  result.bend = kernelSolve(input, setup, result.bendFraction);
+  result.plane = postKernelSolve(input, setup, result.bend);
+
+  const HPointArray solved = ikSimulatedWorldPositions(setup, result.bend);
+  const double miss = (input.handleWorldPosition - solved[solved.length() - 1]).length();
+  result.reached = miss <= kReachTolerance;
+  return result;
 }
 
-HStatus veltraKernel::postKernelSolve() {
-  HStatus status(HStatus::kSuccess);
-  HQuaternion planeRotation;
-  status = solveRotatePlane(planeRotation, fPoleAngleOffset);
-  HQuaternion twistRotation;
-  status = solveTwist(twistRotation);
+namespace {
+
+// A pass of n entries, every one no rotation.
+veltraKernelPass noRotation(unsigned n) {
+  veltraKernelPass pass;
+  pass.angles = HDoubleArray(n, 0.0);
+  pass.axes = HVectorArray(n, HVector::zero);
+  return pass;
+}
+
+// Interior angle in degrees at every inner entry, 0 at both ends.
+HDoubleArray interiorAnglesDeg(const HPointArray& worldPositions) {
+  const unsigned n = worldPositions.length();
+  HDoubleArray angles(n, 0.0);
+  for (unsigned i = 1; i + 1 < n; ++i) {
+    const HVector toParent = worldPositions[i - 1] - worldPositions[i];
+    const HVector toChild = worldPositions[i + 1] - worldPositions[i];
+    angles[i] = toParent.angle(toChild) * 180.0 / kPi;
+  }
+  return angles;
+}
+
+}  // namespace
+
+veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
+  veltraKernelSetup setup;
+  const unsigned n = unsigned(input.localTransformations.size());
+
+  // The rest pose, and the world matrices, positions and rotation frames of
+  // the chain standing in it: every later stage measures from these.
+  setup.restLocalTransformations = input.localTransformations;
+  setup.rootParentWorldMatrix = input.rootParentWorldMatrix;
+  setup.restWorldMatrices.resize(n);
+  setup.restRotationFrames.resize(n);
+  setup.restWorldPositions.setLength(n);
+  for (unsigned i = 0; i < n; ++i) {
+    HTransformationMatrix& local = setup.restLocalTransformations[i];
+    if (i + 1 < n) {
+      // The end's rotation moves nothing that the solve sees.
+      const double angles[3] = {input.restPose[i].x, input.restPose[i].y, input.restPose[i].z};
+      local.setRotation(angles, local.rotationOrder());
+    }
+    const HMatrix& parentWorld =
+        i == 0 ? input.rootParentWorldMatrix : setup.restWorldMatrices[i - 1];
+    setup.restWorldMatrices[i] = local.asMatrix() * parentWorld;
+    setup.restWorldPositions[i] = HPoint::origin * setup.restWorldMatrices[i];
+    setup.restRotationFrames[i] = veltraKernelRotationFrame{setup.restWorldMatrices[i].inverse(),
+                                                            local.rotateOrientation().asMatrix()};
+  }
+
+  // A bend of d degrees turns the interior angle a into a + d; the limits keep
+  // it within [0, 180]: negative bends fold, positive ones straighten.
+  const HDoubleArray anglesDeg = interiorAnglesDeg(setup.restWorldPositions);
+  setup.lowerLimitsDeg = HDoubleArray(n, 0.0);
+  setup.upperLimitsDeg = HDoubleArray(n, 0.0);
+  for (unsigned i = 1; i + 1 < n; ++i) {
+    setup.lowerLimitsDeg[i] = -anglesDeg[i];
+    setup.upperLimitsDeg[i] = 180.0 - anglesDeg[i];
+  }
+
+  // Each inner joint bends about child x parent bone, seen in its own
+  // rotation frame; parallel bones (straight or folded flat) give no axis.
+  setup.bendAxes = HVectorArray(n, HVector::zero);
+  for (unsigned i = 1; i + 1 < n; ++i) {
+    const veltraKernelRotationFrame& frame = setup.restRotationFrames[i];
+    const HVector toParent(ikPositionInRotationFrame(setup.restWorldPositions[i - 1], frame));
+    const HVector toChild(ikPositionInRotationFrame(setup.restWorldPositions[i + 1], frame));
+    if (!toChild.isParallel(toParent, 1e-10)) {
+      setup.bendAxes[i] = toChild ^ toParent;
+    }
+  }
+
+  // Normalise by the smallest inner bias, so that the joint with the smallest
+  // bias reaches its limit exactly at bend fraction 1 and the others earlier.
+  setup.biasRates = HDoubleArray(n, 0.0);
+  double smallestBias = input.angleBias[1];
+  for (unsigned i = 2; i + 1 < n; ++i) {
+    if (smallestBias > input.angleBias[i]) {
+      smallestBias = input.angleBias[i];
+    }
+  }
+  const bool scaled = std::fabs(smallestBias) > 1e-05;
+  const double scale = scaled ? 1.0 / smallestBias : 1.0;
+  for (unsigned i = 1; i + 1 < n; ++i) {
+    setup.biasRates[i] = scaled ? input.angleBias[i] * scale : input.angleBias[i];
+  }
+
+  const HPointArray& p = setup.restWorldPositions;
+  setup.chainSpan = (p[n - 1] - p[0]).length();
+  setup.handleDistance = (input.handleWorldPosition - p[0]).length();
+  // The reach of the fully straightened chain: the bone lengths laid end to end.
+  for (unsigned i = 0; i + 1 < n; ++i) {
+    setup.maxReach += (p[i + 1] - p[i]).length();
+  }
+
+  setup.worldToRootRotation =
+      HTransformationMatrix(setup.restWorldMatrices[0]).rotation().asMatrix().inverse();
+  setup.planeNormal = ikJointPlaneNormal(setup);
+  setup.poleAngleOffset = ikPoleVectorAngleOffset(input, setup, setup.planeNormal);
+  return setup;
+}
+
+veltraKernelPass kernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                             double& bendFraction) {
+  veltraKernelPass bend = noRotation(setup.restWorldPositions.length());
+  bendFraction = solveRadial(setup, bend);
+  // The sphere solve aims whatever the radial solve produced.
+  solveSphere(input, setup, bend);
+  return bend;
+}
+
+veltraKernelPass postKernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                                 const veltraKernelPass& bend) {
+  veltraKernelPass plane = noRotation(setup.restWorldPositions.length());
+  const veltraKernelSolvedChain solved = ikSolvedChain(setup, bend);
+  const HQuaternion planeRotation = solveRotatePlane(input, setup, solved);
+  const HQuaternion twistRotation = solveTwist(input, solved);
 
   // Both turn about the same root-to-end axis, so the product is one turn by
   // the sum of the two angles; the root receives it as one axis-angle pair.
   const HQuaternion rootRotation = planeRotation * twistRotation;
-  rootRotation.getAxisAngle(fPlaneAxes[0], fPlaneAngles[0]);
-  return status;
+  rootRotation.getAxisAngle(plane.axes[0], plane.angles[0]);
+  return plane;
 }
+
+}  // namespace veltraKernel

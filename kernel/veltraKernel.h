@@ -1,16 +1,17 @@
 #pragma once
-// The mathematics of one solve of a veltra IK handle.
+// The mathematics of one solve of a veltra IK handle, over values.
 //
-// The kernel borrows the chain and the handle's inputs, puts the chain into its
-// rest pose through the host, measures it, and works out two result pairs of
-// rotations to add on top of that rest pose:
-//   - the bend pair: the bend of every inner joint (radial solve) and the
+// The node gathers one veltraKernelInput from the scene; `solve` works out
+// the rotations to add on top of the rest pose and touches nothing else:
+//   - the bend pass: the bend of every inner joint (radial solve) and the
 //     root's aim at the handle (sphere solve);
-//   - the plane pair: one rotation of the root about its root-to-end axis, the
+//   - the plane pass: one rotation of the root about its root-to-end axis, the
 //     rotate-plane rotation followed by the handle's twist.
-// Entry i of a pair means "rotate chain entry i by angle i (radians) about
-// axis i in the entry's object space"; axes need not be unit length and angle
-// 0 about the zero axis is no rotation.
+// Entry i of a pass means "rotate chain entry i by angle i (radians) about
+// axis i in the entry's object space" (R <- q x R, after the rotate
+// orientation); axes need not be unit length and angle 0 about the zero axis
+// is no rotation. The node writes the rest pose, then the bend pass, then the
+// plane pass.
 //
 // Frames used throughout:
 //   - world: the host's world space;
@@ -18,150 +19,184 @@
 //     inverse matrix times its rotate-orientation matrix, i.e. the frame in
 //     which the entry's rotation acts;
 //   - solved root frame: the root's rotation frame after the aim rotation.
-//     The node adds the aim inside the rotation frame, in front of the root's
+//     The aim acts inside the rotation frame, in front of the root's
 //     rotation, so a world point enters it through the rotation frame at rest
 //     and then the inverse aim: inclusive inverse x rotate orientation x
 //     aim^-1.
-// Interior angles and bend limits are in degrees; every angle exchanged with
-// the host is in radians.
+// Interior angles and bend limits are in degrees; every other angle is in
+// radians. Distances are in world units.
 //
-// The kernel reports no failure: every stage returns success and host calls
-// are made without status out-parameters. It keeps nothing between solves,
-// and two kernels must never work on the same chain at once.
+// Awkward but legal input (zero-length bones, a handle on the root, a pole
+// vector along the chain) is not an error: it gives finite rotations. Only
+// impossible input is refused, by `validate`, before anything is solved.
 
-#include <HDagPath.h>
-#include <HDagPathArray.h>
 #include <HDoubleArray.h>
+#include <HMatrix.h>
 #include <HPoint.h>
 #include <HPointArray.h>
 #include <HQuaternion.h>
-#include <HStatus.h>
+#include <HString.h>
+#include <HTransformationMatrix.h>
 #include <HVector.h>
 #include <HVectorArray.h>
 
-class veltraKernel {
- public:
-  // Binds the seven inputs, which belong to the caller, must outlive the
-  // kernel and are never written: the chain (root first, end effector last,
-  // at least three entries), the IK handle (its world position is the goal),
-  // the rest pose (Euler angles in radians per entry, in each entry's rotate
-  // order), the rest pole vector (a world direction), the angle bias weights
-  // (one per entry, inner entries used), the handle's pole vector (in the
-  // handle's parent space) and the twist (radians).
-  veltraKernel(const HDagPathArray& joints, const HDagPath& handle, const HVectorArray& restPose,
-               const HVector& restPoleVector, const HDoubleArray& angleBias,
-               const HVector& poleVector, const double& twist);
-  virtual ~veltraKernel();
+#include <vector>
 
-  veltraKernel(const veltraKernel&) = delete;
-  veltraKernel& operator=(const veltraKernel&) = delete;
-
-  // Runs the three stages and copies out both result pairs, n entries each
-  // (arrays that arrive non-empty are cleared first). Leaves entries 0 to n-2
-  // of the chain in the rest pose. Always succeeds.
-  HStatus solve(HDoubleArray& bendAngles, HVectorArray& bendAxes, HDoubleArray& planeAngles,
-                HVectorArray& planeAxes);
-
-  // Adds rotation i (radians about axis i, object space) to chain entry i, for
-  // every entry in index order.
-  void ikApplyRotations(const HDagPathArray& chain, const HDoubleArray& angles,
-                        const HVectorArray& axes) const;
-
- protected:
-  // Stages of solve.
-  HStatus preKernelSolve();
-  HStatus kernelSolve();
-  HStatus postKernelSolve();
-
-  // Radial solve: one bend fraction in [0, 1] drives every inner joint towards
-  // its fold or straight limit; a bisection finds the fraction at which the
-  // root-to-end distance equals the root-to-handle distance.
-  HStatus solveRadial();
-  // One bisection of [lowerBound, upperBound] with the solve's stopping rules:
-  // the best fraction, and the trial that set it (-1 when no trial beat the
-  // rest pose).
-  struct RadialBisection {
-    double fraction;
-    int bestIteration;
-  };
-  RadialBisection solveRadialBisection(double lowerBound, double upperBound, bool foldMode);
-  double solveRadialIteration(const double& bendFraction, const bool& foldMode,
-                              HDoubleArray& angles, HVectorArray& axes);
-  void solveRadialUniformAngles(const double& bendFraction, const bool& foldMode,
-                                HDoubleArray& bendsDeg);
-  double solveRadialRotateJoints(const HDoubleArray& bendsDeg, HDoubleArray& angles,
-                                 HVectorArray& axes);
-
-  // Sphere solve: the root rotation that aims the bent chain's end at the handle.
-  HStatus solveSphere();
-
-  // Joint plane normal (root's rotation frame, unit length) and the signed
-  // angle about the root-to-end axis from the rest pole vector to that normal.
-  HVector ikJointPlaneNormal(const HDagPathArray& joints) const;
-  double ikPoleVectorAngleOffset(const HVector& planeNormal) const;
-
-  // Rotate-plane and twist rotations about the solved chain's root-to-end
-  // axis, in the solved root frame.
-  HStatus solveRotatePlane(HQuaternion& rotation, const double& poleAngleOffset) const;
-  HStatus solveTwist(HQuaternion& rotation) const;
-
-  // Chain geometry and joint access: the kernel's only contact with the scene.
-  void ikJointPosition(const HDagPath& entry, HPoint& worldPosition) const;
-  void ikJointPositions(const HDagPathArray& chain, HPointArray& worldPositions) const;
-  void ikSimulatedJointChain(HPointArray& worldPositions) const;
-  void ikJointAngles(const HPointArray& worldPositions, HDoubleArray& interiorAnglesDeg) const;
-  void ikJointRotationLimits(const HDoubleArray& interiorAnglesDeg, HDoubleArray& lowerDeg,
-                             HDoubleArray& upperDeg) const;
-  double ikJointDistance(const HDagPath& a, const HDagPath& b) const;
-  double ikJointMinDistance(const HPointArray& worldPositions) const;
-  double ikJointMaxDistance(const HPointArray& worldPositions) const;
-  void ikApplyJointPose(const HDagPath& entry, const HVector& rotation) const;
-  void ikApplyPose(const HDagPathArray& chain, const HVectorArray& pose) const;
-  void ikApplyJointRotation(const HDagPath& entry, const double& angle, const HVector& axis) const;
-  void ikSimulateRotations(HPointArray& worldPositions, const HDoubleArray& angles,
-                           const HVectorArray& axes) const;
-  HQuaternion ikJointRotationAxis(const HDagPath& entry) const;
-  // An entry's rotation frame as the two matrices that bring a world point
-  // into it, read once when several points go into the same frame.
-  struct RotationFrame {
-    HMatrix worldToObject;  // the entry's inclusive inverse matrix
-    HMatrix orientation;    // its rotate orientation
-  };
-  RotationFrame ikJointRotationFrame(const HDagPath& frame) const;
-  static HPoint ikJointPositionRelative(const HPoint& worldPoint, const RotationFrame& frame) {
-    return (worldPoint * frame.worldToObject) * frame.orientation;
-  }
-  // The solved root frame (see above) as the matrix that brings a world point
-  // into it, and the part after the root's object space, which directions
-  // taken without the root's scale go through.
-  struct SolvedRootFrame {
-    HMatrix worldToFrame;   // inclusive inverse x rotate orientation x aim^-1
-    HMatrix objectToFrame;  // rotate orientation x aim^-1
-  };
-  SolvedRootFrame ikSolvedRootFrame() const;
-  HPoint ikJointPositionRelative(const HPoint& worldPoint, const HDagPath& frame) const;
-  HPoint ikJointPositionRelative(const HDagPath& entry, const HDagPath& frame) const;
-
-  // Borrowed inputs.
-  const HDagPathArray& fJoints;
-  const HDagPath& fHandle;
-  const HVectorArray& fRestPose;   // radians, per entry
-  const HVector& fRestPoleVector;  // world direction
-  const HDoubleArray& fAngleBias;  // per entry, inner entries used
-  const HVector& fPoleVector;      // handle's parent space
-  const double& fTwist;            // radians
-
-  // Measurements of the rest pose and the results.
-  HDoubleArray fLowerLimits;  // degrees: minus the rest interior angle
-  HDoubleArray fUpperLimits;  // degrees: 180 minus the rest interior angle
-  double fChainSpan;          // world distance root to end at rest
-  double fHandleDistance;     // world distance root to handle
-  double fMinReach;           // always 0
-  double fMaxReach;           // sum of the rest bone lengths (world)
-  HVector fPlaneNormal;       // root's rotation frame at rest, unit length
-  double fPoleAngleOffset;    // radians, about the root-to-end axis
-  HDoubleArray fBendAngles;   // bend pair: radians
-  HVectorArray fBendAxes;     // bend pair: axes in each entry's rotation frame
-  HDoubleArray fPlaneAngles;  // plane pair: radians
-  HVectorArray fPlaneAxes;    // plane pair: axes in the solved root frame
+// Everything one solve reads, gathered by the node.
+struct veltraKernelInput {
+  // Per chain entry, root first, end effector last: the entry's local
+  // transformation in its parent's space (scale, shear, rotate orientation,
+  // rotation in its rotate order, joint orient, translation). Entry i's
+  // parent is entry i - 1. The rotation of entries 0 to n - 2 is replaced by
+  // the rest pose; the end keeps its own.
+  std::vector<HTransformationMatrix> localTransformations;
+  // World matrix of the root's parent (the identity under the world).
+  HMatrix rootParentWorldMatrix;
+  // The goal: the handle's origin in world space.
+  HPoint handleWorldPosition;
+  // World matrix of the handle's parent, the space the pole vector is given in.
+  HMatrix handleParentWorldMatrix;
+  HVector poleVector;  // handle's parent space (a world direction when oldStyle)
+  double twist = 0.0;  // radians, right-handed about the solved root-to-end axis
+  // Per entry, the rest rotation as Euler angles in radians, in the entry's
+  // rotate order; entries 0 to n - 2 are used.
+  HVectorArray restPose;
+  HVector restPoleVector;  // world direction, recorded with the rest pose
+  HDoubleArray angleBias;  // per entry, the bias weight; inner entries used
+  // The handle's splineIkOldStyle: the pole vector is a world direction and
+  // only the root's rotation (not its scale) is taken out of it.
+  bool oldStyle = false;
 };
+
+// One pass of rotations, one entry per chain entry (see above).
+struct veltraKernelPass {
+  HDoubleArray angles;  // radians
+  HVectorArray axes;    // each entry's rotation frame (object space after RA)
+};
+
+// The frame an entry's rotation acts in, as the two matrices that bring a
+// world point into it.
+struct veltraKernelRotationFrame {
+  HMatrix worldToObject;  // the entry's inclusive inverse matrix
+  HMatrix orientation;    // its rotate orientation
+};
+
+// What stays fixed during one solve, measured once from the rest pose.
+struct veltraKernelSetup {
+  std::vector<HTransformationMatrix> restLocalTransformations;  // rest rotation set
+  HMatrix rootParentWorldMatrix;                                // as in the input
+  std::vector<HMatrix> restWorldMatrices;                       // per entry
+  HPointArray restWorldPositions;                               // per entry
+  std::vector<veltraKernelRotationFrame> restRotationFrames;    // per entry
+  // Per inner entry, the bend axis in its rotation frame (child x parent
+  // bone); the zero vector where the bones are parallel and no bend exists.
+  HVectorArray bendAxes;
+  HDoubleArray lowerLimitsDeg;  // per entry: minus the rest interior angle, 0 at the ends
+  HDoubleArray upperLimitsDeg;  // per entry: 180 minus the rest interior angle, 0 at the ends
+  // Per entry, the bias weight divided by the smallest inner one (raw when
+  // that is within 1e-5 of 0), so that the least biased joint reaches its
+  // limit at bend fraction 1.
+  HDoubleArray biasRates;
+  double chainSpan = 0.0;       // world distance root to end at rest
+  double handleDistance = 0.0;  // world distance root to handle
+  double maxReach = 0.0;        // sum of the rest bone lengths; the fold reaches 0
+  // World to the root's object space without its scale or shear: the inverse
+  // of the rotation component of the root's rest world matrix.
+  HMatrix worldToRootRotation;
+  HVector planeNormal;           // unit normal of the rest bend plane, root's rotation frame
+  double poleAngleOffset = 0.0;  // radians about the root-to-end axis, rest pole to normal
+};
+
+// The solved chain as the plane stages see it.
+struct veltraKernelSolvedChain {
+  HMatrix worldToSolvedRoot;   // inclusive inverse x rotate orientation x aim^-1
+  HMatrix objectToSolvedRoot;  // rotate orientation x aim^-1, for directions without scale
+  HVector rootToEndAxis;       // solved root frame
+};
+
+struct veltraKernelResult {
+  veltraKernelPass bend;   // first pass: inner bends and the root's aim
+  veltraKernelPass plane;  // second pass: the root's turn about its root-to-end axis
+  // The bisection's bend fraction in [0, 1]; 0 when the chain stays unbent.
+  double bendFraction = 0.0;
+  // Whether the bent and aimed end lies within kReachTolerance of the handle.
+  bool reached = false;
+};
+
+namespace veltraKernel {
+
+// World distance within which the end counts as at the handle: ten times the
+// radial solve's distance tolerance, room for the aim's rounding.
+constexpr double kReachTolerance = 1e-4;
+
+// False, with a sentence saying why, for input no solve can use: fewer than
+// three entries, a rest pose or bias weights whose count is not the chain's,
+// or a value that is not finite.
+bool validate(const veltraKernelInput& input, HString& problem);
+
+// The whole solve, for input that passed `validate`.
+veltraKernelResult solve(const veltraKernelInput& input);
+
+// Stages of solve, in order.
+veltraKernelSetup preKernelSolve(const veltraKernelInput& input);
+// The bend pass and the bend fraction.
+veltraKernelPass kernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                             double& bendFraction);
+// The plane pass.
+veltraKernelPass postKernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                                 const veltraKernelPass& bend);
+
+// Radial solve: one bend fraction in [0, 1] drives every inner joint towards
+// its fold or straight limit; a bisection finds the fraction at which the
+// root-to-end distance equals the root-to-handle distance. Fills entries 1 to
+// n - 2 of the pass (left all zero when no bend beats the rest pose) and
+// returns the fraction (0 then).
+double solveRadial(const veltraKernelSetup& setup, veltraKernelPass& bend);
+// One trial: the bend pass for a fraction (inner entries), and the world
+// distance from the root to the end it gives.
+double solveRadialIteration(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
+                            veltraKernelPass& trial);
+
+// Sphere solve: the root's aim, the least rotation (in the root's rotation
+// frame) carrying the bent end's direction onto the handle's. Writes entry 0.
+void solveSphere(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                 veltraKernelPass& bend);
+
+// The chain posed by the bend pass, seen from the solved root frame.
+veltraKernelSolvedChain ikSolvedChain(const veltraKernelSetup& setup, const veltraKernelPass& bend);
+// Rotate-plane and twist rotations about the solved chain's root-to-end
+// axis, in the solved root frame.
+HQuaternion solveRotatePlane(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                             const veltraKernelSolvedChain& solved);
+HQuaternion solveTwist(const veltraKernelInput& input, const veltraKernelSolvedChain& solved);
+
+// ---- Chain geometry -------------------------------------------------------
+
+// World positions of the chain with the pass's rotations added to the rest
+// pose, root first (the root does not move).
+HPointArray ikSimulatedWorldPositions(const veltraKernelSetup& setup, const veltraKernelPass& pass);
+// A world point in a rotation frame.
+inline HPoint ikPositionInRotationFrame(const HPoint& worldPoint,
+                                        const veltraKernelRotationFrame& frame) {
+  return (worldPoint * frame.worldToObject) * frame.orientation;
+}
+// The parts of the pole vector and the plane normal across the axis
+// (perpendicular to it); false, with nothing written, when the pole vector
+// lies along the axis within 1e-10 or the axis is shorter than about 0.00316
+// (squared length 1e-5 or less): there is then no plane to measure in.
+bool ikAcrossAxis(const HVector& axis, const HVector& pole, const HVector& normal,
+                  HVector& poleAcross, HVector& normalAcross);
+// Signed angle (radians, in [-pi, pi]) about the axis from one vector to
+// another, both across the axis: atan2 of their cross product along the axis
+// and their dot product. 0 when either has zero length; exactly pi when their
+// directions are within about 0.00447 radians of opposite (cosine within 1e-5
+// of -1), so that a half turn never depends on rounding.
+double ikSignedAngleAbout(const HVector& from, const HVector& to, const HVector& axis);
+// Unit normal of the rest bend plane in the root's rotation frame.
+HVector ikJointPlaneNormal(const veltraKernelSetup& setup);
+// Signed angle (radians) about the rest root-to-end axis from the rest pole
+// vector to the plane normal.
+double ikPoleVectorAngleOffset(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                               const HVector& planeNormal);
+
+}  // namespace veltraKernel

@@ -11,75 +11,34 @@
 
 #include "veltraKernel.h"
 
-HStatus veltraKernel::solveRadial() {
-  HStatus status(HStatus::kSuccess);
+namespace veltraKernel {
 
-  // Distance the chain's end must gain (positive) or lose (negative).
-  const double difference = fHandleDistance - fChainSpan;
-  if (std::fabs(difference) < 1e-05) {
-    return status;
-  }
+namespace {
 
-  const bool foldMode = difference < 0;
-  RadialBisection found = solveRadialBisection(0.0, 1.0, foldMode);
+// One bisection of [lowerBound, upperBound] with the solve's stopping rules:
+// the best fraction, and whether any trial beat the rest pose.
+struct RadialBisection {
+  double fraction;
+  bool improved;
+};
 
-  // The bisection assumes that the reach changes monotonically with the bend
-  // fraction. A long chain that curls as it folds (a tail) reaches the same
-  // distance at several fractions, and which one the bisection lands on can
-  // change with the smallest move of the handle: the pose jumps from one curl
-  // to the next. The pose the animator expects is the first one, where the
-  // bend, growing from rest, first brings the end to the handle's distance, so
-  // the fractions below the one found are sampled, and where the end already
-  // went past the handle's distance the bisection runs again below that
-  // sample. A chain with one inner joint always changes monotonically.
-  constexpr int kSamples = 8;
-  const unsigned n = fJoints.length();
-  HDoubleArray sampleAngles;
-  HVectorArray sampleAxes;
-  for (int round = 0; n > 3 && found.bestIteration != -1 && round < 4; ++round) {
-    const double foundFraction = found.fraction;
-    bool earlier = false;
-    for (int j = 1; j < kSamples && !earlier; ++j) {
-      const double sample = foundFraction * j / kSamples;
-      const double reach = solveRadialIteration(sample, foldMode, sampleAngles, sampleAxes);
-      const double past = foldMode ? fHandleDistance - reach : reach - fHandleDistance;
-      if (past > 1e-05) {
-        const RadialBisection first =
-            solveRadialBisection(foundFraction * (j - 1) / kSamples, sample, foldMode);
-        if (first.bestIteration != -1) {
-          found = first;
-          earlier = true;
-        }
-      }
-    }
-    if (!earlier) {
-      break;
-    }
-  }
-
-  if (found.bestIteration != -1) {
-    solveRadialIteration(found.fraction, foldMode, fBendAngles, fBendAxes);
-  }
-  return status;
-}
-
-veltraKernel::RadialBisection veltraKernel::solveRadialBisection(double lowerBound,
-                                                                 double upperBound, bool foldMode) {
+RadialBisection solveRadialBisection(const veltraKernelSetup& setup, double lowerBound,
+                                     double upperBound, bool foldMode) {
   double width = upperBound - lowerBound;
   double bendFraction = lowerBound + 0.5 * width;
-  RadialBisection best{bendFraction, -1};
-  double bestError = fHandleDistance - fChainSpan;  // the rest pose is the first candidate
-  HDoubleArray trialAngles;
-  HVectorArray trialAxes;
+  RadialBisection best{bendFraction, false};
+  double bestError =
+      setup.handleDistance - setup.chainSpan;  // the rest pose is the first candidate
+  veltraKernelPass trial;
 
   for (int k = 0; k < 100; ++k) {
-    const double reach = solveRadialIteration(bendFraction, foldMode, trialAngles, trialAxes);
-    const double error = fHandleDistance - reach;
+    const double reach = solveRadialIteration(setup, bendFraction, foldMode, trial);
+    const double error = setup.handleDistance - reach;
 
     // A trial replaces the best only if it is clearly better: smaller in
     // magnitude and more than the tolerance away from the best error.
     if (std::fabs(error - bestError) > 1e-05 && std::fabs(bestError) > std::fabs(error)) {
-      best.bestIteration = k;
+      best.improved = true;
       bestError = error;
       best.fraction = bendFraction;
     }
@@ -93,28 +52,21 @@ veltraKernel::RadialBisection veltraKernel::solveRadialBisection(double lowerBou
       break;
     }
     // The chain is straight and the handle lies beyond its reach.
-    if (std::fabs(reach - fMaxReach) < 1e-05 && fHandleDistance - fMaxReach > 0) {
+    if (std::fabs(reach - setup.maxReach) < 1e-05 && setup.handleDistance - setup.maxReach > 0) {
       break;
     }
-    // The end is folded onto the root and so is the handle.
-    if (std::fabs(reach - fMinReach) < 1e-05 && std::fabs(fHandleDistance - fMinReach) < 1e-05) {
+    // The end is folded onto the root and so is the handle (the fold's reach
+    // is taken to be 0).
+    if (std::fabs(reach) < 1e-05 && std::fabs(setup.handleDistance) < 1e-05) {
       break;
     }
 
     // Folding more shortens the reach, straightening lengthens it: an end
     // that falls short (error > 0) needs less folding or more straightening.
-    if (error > 0) {
-      if (foldMode) {
-        upperBound = bendFraction;
-      } else {
-        lowerBound = bendFraction;
-      }
+    if ((error > 0) == foldMode) {
+      upperBound = bendFraction;
     } else {
-      if (foldMode) {
-        lowerBound = bendFraction;
-      } else {
-        upperBound = bendFraction;
-      }
+      lowerBound = bendFraction;
     }
     width = upperBound - lowerBound;
     bendFraction = lowerBound + 0.5 * width;
@@ -122,100 +74,99 @@ veltraKernel::RadialBisection veltraKernel::solveRadialBisection(double lowerBou
   return best;
 }
 
-double veltraKernel::solveRadialIteration(const double& bendFraction, const bool& foldMode,
-                                          HDoubleArray& angles, HVectorArray& axes) {
-  const unsigned n = fJoints.length();
-  HDoubleArray bendsDeg;
-  bendsDeg.setLength(n);
-  bendsDeg[0] = 0.0;
-  bendsDeg[n - 1] = 0.0;
-  solveRadialUniformAngles(bendFraction, foldMode, bendsDeg);
+}  // namespace
 
-  // Keep every interior angle within [0, 180].
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    if (fLowerLimits[i] > bendsDeg[i]) {
-      bendsDeg[i] = fLowerLimits[i];
+double solveRadial(const veltraKernelSetup& setup, veltraKernelPass& bend) {
+  // Distance the chain's end must gain (positive) or lose (negative).
+  const double difference = setup.handleDistance - setup.chainSpan;
+  if (std::fabs(difference) < 1e-05) {
+    return 0.0;
+  }
+
+  const bool foldMode = difference < 0;
+  RadialBisection found = solveRadialBisection(setup, 0.0, 1.0, foldMode);
+
+  // The bisection assumes that the reach changes monotonically with the bend
+  // fraction. A long chain that curls as it folds (a tail) reaches the same
+  // distance at several fractions, and which one the bisection lands on can
+  // change with the smallest move of the handle: the pose jumps from one curl
+  // to the next. The pose the animator expects is the first one, where the
+  // bend, growing from rest, first brings the end to the handle's distance, so
+  // the fractions below the one found are sampled, and where the end already
+  // went past the handle's distance the bisection runs again below that
+  // sample. A chain with one inner joint always changes monotonically.
+  constexpr int kSamples = 8;
+  const unsigned n = setup.restWorldPositions.length();
+  veltraKernelPass sample;
+  for (int round = 0; n > 3 && found.improved && round < 4; ++round) {
+    const double foundFraction = found.fraction;
+    bool earlier = false;
+    for (int j = 1; j < kSamples && !earlier; ++j) {
+      const double fraction = foundFraction * j / kSamples;
+      const double reach = solveRadialIteration(setup, fraction, foldMode, sample);
+      const double past = foldMode ? setup.handleDistance - reach : reach - setup.handleDistance;
+      if (past > 1e-05) {
+        const RadialBisection first =
+            solveRadialBisection(setup, foundFraction * (j - 1) / kSamples, fraction, foldMode);
+        if (first.improved) {
+          found = first;
+          earlier = true;
+        }
+      }
     }
-    if (bendsDeg[i] > fUpperLimits[i]) {
-      bendsDeg[i] = fUpperLimits[i];
+    if (!earlier) {
+      break;
     }
   }
-  return solveRadialRotateJoints(bendsDeg, angles, axes);
+
+  if (!found.improved) {
+    return 0.0;
+  }
+  solveRadialIteration(setup, found.fraction, foldMode, bend);
+  return found.fraction;
 }
 
-void veltraKernel::solveRadialUniformAngles(const double& bendFraction, const bool& foldMode,
-                                            HDoubleArray& bendsDeg) {
-  const unsigned n = fJoints.length();
-
-  // Normalise by the smallest inner bias, so that the joint with the smallest
-  // bias reaches its limit exactly at bend fraction 1 and the others earlier.
-  double smallestBias = fAngleBias[1];
-  for (unsigned i = 2; i + 1 < n; ++i) {
-    if (smallestBias > fAngleBias[i]) {
-      smallestBias = fAngleBias[i];
-    }
-  }
-  HDoubleArray weights;
-  weights.setLength(n);
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    weights[i] = fAngleBias[i];
-  }
-  if (std::fabs(smallestBias) > 1e-05) {
-    smallestBias = 1.0 / smallestBias;
-    for (unsigned i = 1; i + 1 < n; ++i) {
-      weights[i] *= smallestBias;
-    }
-  }
+double solveRadialIteration(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
+                            veltraKernelPass& trial) {
+  const unsigned n = setup.restWorldPositions.length();
+  trial.angles = HDoubleArray(n, 0.0);
+  trial.axes = HVectorArray(n, HVector::zero);
 
   for (unsigned i = 1; i + 1 < n; ++i) {
-    double fraction = bendFraction * weights[i];
+    double fraction = bendFraction * setup.biasRates[i];
     if (fraction < 0) {
       fraction = 0;
     }
     if (fraction > 1.0) {
       fraction = 1.0;
     }
-    bendsDeg[i] = (foldMode ? fLowerLimits[i] : fUpperLimits[i]) * fraction;
-  }
-}
+    double bendDeg = (foldMode ? setup.lowerLimitsDeg[i] : setup.upperLimitsDeg[i]) * fraction;
+    // Keep every interior angle within [0, 180].
+    if (setup.lowerLimitsDeg[i] > bendDeg) {
+      bendDeg = setup.lowerLimitsDeg[i];
+    }
+    if (bendDeg > setup.upperLimitsDeg[i]) {
+      bendDeg = setup.upperLimitsDeg[i];
+    }
 
-double veltraKernel::solveRadialRotateJoints(const HDoubleArray& bendsDeg, HDoubleArray& angles,
-                                             HVectorArray& axes) {
-  const unsigned n = fJoints.length();
-  angles.setLength(n);
-  axes.setLength(n);
-  for (unsigned i = 0; i < n; ++i) {
-    angles[i] = 0.0;
-    axes[i] = HVector::zero;
-  }
-
-  // The chain's world positions are read first: they are the parent and child
-  // positions that each joint's axis needs, and the simulation starts from
-  // them.
-  HPointArray worldPositions;
-  ikSimulatedJointChain(worldPositions);
-
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    // Parent and child as seen in this joint's rotation frame.
-    const RotationFrame frame = ikJointRotationFrame(fJoints[i]);
-    const HVector toParent(ikJointPositionRelative(worldPositions[i - 1], frame));
-    const HVector toChild(ikJointPositionRelative(worldPositions[i + 1], frame));
-    if (toChild.isParallel(toParent, 1e-10)) {
+    if (setup.bendAxes[i] == HVector::zero) {
       // Straight or fully folded at rest: no bend axis, so the joint stays.
-      axes[i] = HVector::xAxis;
-      angles[i] = 0.0;
+      trial.axes[i] = HVector::xAxis;
+      trial.angles[i] = 0.0;
     } else {
       // A positive turn about child x parent swings the child bone towards
       // the parent bone and folds the joint, so a fold (negative bend) is a
       // positive rotation and a straightening bend a negative one.
-      axes[i] = toChild ^ toParent;
-      angles[i] = std::fabs(bendsDeg[i]) * kPi / 180.0;
-      if (bendsDeg[i] > 0) {
-        angles[i] = -angles[i];
+      trial.axes[i] = setup.bendAxes[i];
+      trial.angles[i] = std::fabs(bendDeg) * kPi / 180.0;
+      if (bendDeg > 0) {
+        trial.angles[i] = -trial.angles[i];
       }
     }
   }
 
-  ikSimulateRotations(worldPositions, angles, axes);
+  const HPointArray worldPositions = ikSimulatedWorldPositions(setup, trial);
   return (worldPositions[n - 1] - worldPositions[0]).length();
 }
+
+}  // namespace veltraKernel

@@ -6,23 +6,20 @@
 
 #include "veltraKernel.h"
 
-HStatus veltraKernel::solveSphere() {
-  HStatus status(HStatus::kSuccess);
-  const unsigned n = fJoints.length();
+namespace veltraKernel {
 
+void solveSphere(const veltraKernelInput& input, const veltraKernelSetup& setup,
+                 veltraKernelPass& bend) {
   // World positions of the chain bent by the radial solve; entry 0 of the
-  // bend pair is still no rotation, so the root is not turned.
-  HPointArray worldPositions;
-  ikSimulatedJointChain(worldPositions);
-  ikSimulateRotations(worldPositions, fBendAngles, fBendAxes);
+  // bend pass is still no rotation, so the root is not turned.
+  const HPointArray worldPositions = ikSimulatedWorldPositions(setup, bend);
 
   // The bent end and the handle in the root's rotation frame, as directions
   // from the root.
-  const RotationFrame rootFrame = ikJointRotationFrame(fJoints[0]);
-  HPoint handlePosition;
-  ikJointPosition(fHandle, handlePosition);
-  const HVector endDirection(ikJointPositionRelative(worldPositions[n - 1], rootFrame));
-  const HVector handleDirection(ikJointPositionRelative(handlePosition, rootFrame));
+  const veltraKernelRotationFrame& rootFrame = setup.restRotationFrames[0];
+  const HVector endDirection(
+      ikPositionInRotationFrame(worldPositions[worldPositions.length() - 1], rootFrame));
+  const HVector handleDirection(ikPositionInRotationFrame(input.handleWorldPosition, rootFrame));
 
   const double angle = std::fabs(endDirection.angle(handleDirection));
 
@@ -36,7 +33,8 @@ HStatus veltraKernel::solveSphere() {
     axis = endDirection ^ handleDirection;
   }
 
-  fBendAngles[0] = angle;
-  fBendAxes[0] = axis;
-  return status;
+  bend.angles[0] = angle;
+  bend.axes[0] = axis;
 }
+
+}  // namespace veltraKernel

@@ -1,40 +1,22 @@
 #pragma once
-// The IK solver node `veltra`.
+// The IK solver node `veltra`: the host's frame around one solve.
 //
-// The node keeps no state of its own: everything a solve needs lives on the
-// IK handle (dynamic attributes) and on the chain's joints (preferred angles),
-// so it is saved with the scene. Because no member operation touches a data
-// member, the rest-pose command calls them on a transient object that the host
-// never sees.
-//
-// The chain: an HDagPathArray, root first. Entry 0 is the handle's start
-// joint, then every node on the hierarchy path down to the end effector, the
-// last entry being the end effector's own path. n entries, n - 1 bones,
-// entries 1 to n - 2 are the inner joints.
-//
-// A pose (rest pose, captured pose, preferred angles) is an HVectorArray with
-// one (x, y, z) rotation in radians per chain entry.
+// The node keeps no state of its own. A solve gathers the handle's inputs
+// from the scene (veltraData.h), runs the kernel over them (veltraKernel.h)
+// and writes the result back onto the chain.
 
-#include <HDGModifier.h>
 #include <HDagPath.h>
-#include <HDagPathArray.h>
-#include <HDoubleArray.h>
-#include <HFloatArray.h>
-#include <HIntArray.h>
 #include <HObject.h>
 #include <HPxIkSolverNode.h>
 #include <HStatus.h>
 #include <HString.h>
 #include <HTypeId.h>
-#include <HVector.h>
-#include <HVectorArray.h>
 
 class veltra : public HPxIkSolverNode {
  public:
   veltra();
   ~veltra() override;
 
-  // --- Node frame -----------------------------------------------------------
   // Declares the solver's properties: single chain, rotate plane, position
   // only, joint-limit support.
   void postConstructor() override;
@@ -50,90 +32,7 @@ class veltra : public HPxIkSolverNode {
   // The node type id, 0x12345678.
   static HTypeId id;
 
-  // Diagnostic hook for chain walks; intentionally empty.
-  void debugJointChainOutput(const HDagPathArray& joints);
-
-  // --- Handle inputs (a failure status means the out-parameter is unusable) --
-  // The path of the first handle of the group the host is solving.
+  // The path of the first handle of the group the host is solving; a failure
+  // status when the host gave none.
   HStatus ikHandle(HDagPath& handle);
-  // Appends the handle's chain to `joints` (callers pass an empty array).
-  HStatus ikJointChain(const HDagPath& handle, HDagPathArray& joints);
-  // The handle's pole vector (pvx, pvy, pvz) as stored, no unit conversion.
-  HStatus ikPoleVector(const HDagPath& handle, HVector& poleVector);
-  // The handle's twist in radians; 0.0 (no twist) when its plug can't be read.
-  HStatus ikTwist(const HDagPath& handle, double& twist);
-
-  // --- Handle attribute store -------------------------------------------------
-  // Reads and writes named attributes of the node behind a handle path in three
-  // shapes. The caller's array length decides how many elements move; reads
-  // never resize, writes never remove elements.
-  bool attributeExists(const HDagPath& handle, const HString& name) const;
-  HStatus getCompAttr(const HDagPath& handle, const HString& name, HVector& value);
-  HStatus setCompAttr(const HDagPath& handle, const HString& name, const HVector& value);
-  HStatus getArrayAttr(const HDagPath& handle, const HString& name, HIntArray& values);
-  HStatus getArrayAttr(const HDagPath& handle, const HString& name, HDoubleArray& values);
-  HStatus setArrayAttr(const HDagPath& handle, const HString& name, const HIntArray& values);
-  HStatus setArrayAttr(const HDagPath& handle, const HString& name, const HDoubleArray& values);
-  HStatus getArrayCompAttr(const HDagPath& handle, const HString& name, HVectorArray& values);
-  HStatus setArrayCompAttr(const HDagPath& handle, const HString& name, const HVectorArray& values);
-  // Adds a new dynamic attribute to the handle's node: through the modifier
-  // (recorded, then carried out, so that the caller can undo it) or directly.
-  HStatus addHandleAttribute(const HDagPath& handle, const HObject& attribute,
-                             HDGModifier* modifier);
-
-  // --- Rest pose and rest pole vector -------------------------------------------
-  // "wexelRestPose" marks that the joints' preferred angles hold the rest pose;
-  // "wexelRestPoleVector" holds the pole vector captured with it.
-  bool ikRestPoseExists(const HDagPath& handle) const;
-  HStatus ikRestPoseGet(const HDagPathArray& joints, const HDagPath& handle,
-                        HVectorArray& restPose);
-  HStatus ikRestPoseSet(const HDagPathArray& joints, const HDagPath& handle,
-                        const HVectorArray& restPose);
-  HStatus ikRestPoseCreate(const HDagPathArray& joints, const HDagPath& handle,
-                           HDGModifier* modifier);
-  HStatus ikRestPose(const HDagPathArray& joints, const HDagPath& handle, HVectorArray& restPose,
-                     HDGModifier* modifier);
-  HStatus ikRestPoleVectorGet(const HDagPath& handle, HVector& restPoleVector);
-  HStatus ikRestPoleVectorSet(const HDagPath& handle, const HVector& restPoleVector);
-  HStatus ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier);
-  HStatus ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector, HDGModifier* modifier);
-
-  // --- Rest pose check ----------------------------------------------------------
-  // True the first time a handle is solved with this rest pose (its preferred
-  // angles), and again only after they change; kept in the plug-in, not the scene.
-  bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose);
-  // With the chain in its rest pose: warns, naming them, about inner joints
-  // whose bones are parallel (straight or folded flat), which never bend.
-  void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle);
-
-  // --- Angle bias ramp -----------------------------------------------------------
-  // "wexelAngleBias": one ramp entry per inner joint, positions locked so that
-  // ramp entry i stays tied to chain entry i + 1.
-  // Weights, one per chain entry: the ends 1.0, inner entries 1 + value clamped
-  // to [0, 1], normalised so that the smallest inner weight is 1.0.
-  HStatus ikAngleBias(const HDagPathArray& joints, const HDagPath& handle, HDoubleArray& weights,
-                      HDGModifier* modifier);
-  HStatus ikAngleBiasCreate(const HDagPathArray& joints, const HDagPath& handle,
-                            HDGModifier* modifier);
-  HStatus ikAngleBiasGet(const HDagPathArray& joints, const HDagPath& handle,
-                         HFloatArray& positions, HFloatArray& values, HIntArray& interpolations);
-  HStatus ikAngleBiasSet(const HDagPathArray& joints, const HDagPath& handle,
-                         const HFloatArray& positions, const HFloatArray& values,
-                         const HIntArray& interpolations);
-  // Always success: locking is best effort over logical indices 0 to n - 3.
-  HStatus ikAngleBiasLockPosition(const HDagPath& handle, const HDagPathArray& joints, bool lock);
-  HStatus initRampAttr(const HDagPath& handle, const HString& name, const HFloatArray& positions,
-                       const HFloatArray& values, const HIntArray& interpolations);
-  HStatus getRampAttr(const HDagPath& handle, const HString& name, HFloatArray& positions,
-                      HFloatArray& values, HIntArray& interpolations);
-  HStatus setRampAttr(const HDagPath& handle, const HString& name, const HFloatArray& positions,
-                      const HFloatArray& values, const HIntArray& interpolations);
-
-  // --- Pose capture -----------------------------------------------------------------
-  // Every entry's own rotation (end effector included), radians.
-  HStatus ikPose(const HDagPathArray& joints, HVectorArray& pose);
-  // Preferred angles of entries 0 to n - 2; the last entry reads (0, 0, 0).
-  HStatus ikPrefAngles(const HDagPathArray& joints, HVectorArray& angles);
-  // Writes entries 0 to n - 2 as preferred angles; the last entry is ignored.
-  HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles);
 };

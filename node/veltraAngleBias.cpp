@@ -16,7 +16,9 @@
 #include <HRampAttribute.h>
 #include <HStringArray.h>
 
-#include "veltra.h"
+#include "veltraData.h"
+
+namespace veltraData {
 
 namespace {
 
@@ -41,8 +43,8 @@ HRampAttribute findRamp(const HDagPath& handle, const HString& name, HStatus& st
 
 }  // namespace
 
-HStatus veltra::ikAngleBiasCreate(const HDagPathArray& joints, const HDagPath& handle,
-                                  HDGModifier* modifier) {
+HStatus ikAngleBiasCreate(const HDagPathArray& joints, const HDagPath& handle,
+                          HDGModifier* modifier) {
   // An existing ramp carries the animator's edits and is never reset.
   if (attributeExists(handle, kAngleBiasName)) {
     return HStatus(HStatus::kSuccess);
@@ -109,9 +111,8 @@ HStatus veltra::ikAngleBiasCreate(const HDagPathArray& joints, const HDagPath& h
   return result;
 }
 
-HStatus veltra::initRampAttr(const HDagPath& handle, const HString& name,
-                             const HFloatArray& positions, const HFloatArray& values,
-                             const HIntArray& interpolations) {
+HStatus initRampAttr(const HDagPath& handle, const HString& name, const HFloatArray& positions,
+                     const HFloatArray& values, const HIntArray& interpolations) {
   HStatus result;
   HRampAttribute ramp = findRamp(handle, name, result);
   if (result != HStatus::kSuccess) {
@@ -129,8 +130,8 @@ HStatus veltra::initRampAttr(const HDagPath& handle, const HString& name,
   return result;
 }
 
-HStatus veltra::getRampAttr(const HDagPath& handle, const HString& name, HFloatArray& positions,
-                            HFloatArray& values, HIntArray& interpolations) {
+HStatus getRampAttr(const HDagPath& handle, const HString& name, HFloatArray& positions,
+                    HFloatArray& values, HIntArray& interpolations) {
   HStatus result;
   HRampAttribute ramp = findRamp(handle, name, result);
   if (result != HStatus::kSuccess) {
@@ -141,9 +142,8 @@ HStatus veltra::getRampAttr(const HDagPath& handle, const HString& name, HFloatA
   return result;
 }
 
-HStatus veltra::setRampAttr(const HDagPath& handle, const HString& name,
-                            const HFloatArray& positions, const HFloatArray& values,
-                            const HIntArray& interpolations) {
+HStatus setRampAttr(const HDagPath& handle, const HString& name, const HFloatArray& positions,
+                    const HFloatArray& values, const HIntArray& interpolations) {
   HStatus result;
   const unsigned count = values.length();
   HRampAttribute ramp = findRamp(handle, name, result);
@@ -167,8 +167,7 @@ HStatus veltra::setRampAttr(const HDagPath& handle, const HString& name,
   return result;
 }
 
-HStatus veltra::ikAngleBiasLockPosition(const HDagPath& handle, const HDagPathArray& joints,
-                                        bool lock) {
+HStatus ikAngleBiasLockPosition(const HDagPath& handle, const HDagPathArray& joints, bool lock) {
   const HObject node = handle.node();
   HFnDependencyNode fnNode(node);
   const HPlug plug(node, fnNode.attribute(kAngleBiasName));
@@ -196,9 +195,8 @@ HStatus veltra::ikAngleBiasLockPosition(const HDagPath& handle, const HDagPathAr
   return HStatus(HStatus::kSuccess);
 }
 
-HStatus veltra::ikAngleBiasGet(const HDagPathArray& joints, const HDagPath& handle,
-                               HFloatArray& positions, HFloatArray& values,
-                               HIntArray& interpolations) {
+HStatus ikAngleBiasGet(const HDagPathArray& joints, const HDagPath& handle, HFloatArray& positions,
+                       HFloatArray& values, HIntArray& interpolations) {
   const unsigned count = innerCount(joints);
   positions.setLength(count);
   values.setLength(count);
@@ -209,9 +207,9 @@ HStatus veltra::ikAngleBiasGet(const HDagPathArray& joints, const HDagPath& hand
   return getRampAttr(handle, kAngleBiasName, positions, values, interpolations);
 }
 
-HStatus veltra::ikAngleBiasSet(const HDagPathArray& joints, const HDagPath& handle,
-                               const HFloatArray& positions, const HFloatArray& values,
-                               const HIntArray& interpolations) {
+HStatus ikAngleBiasSet(const HDagPathArray& joints, const HDagPath& handle,
+                       const HFloatArray& positions, const HFloatArray& values,
+                       const HIntArray& interpolations) {
   if (!attributeExists(handle, kAngleBiasName)) {
     return HStatus(HStatus::kFailure);
   }
@@ -222,8 +220,8 @@ HStatus veltra::ikAngleBiasSet(const HDagPathArray& joints, const HDagPath& hand
   return result;
 }
 
-HStatus veltra::ikAngleBias(const HDagPathArray& joints, const HDagPath& handle,
-                            HDoubleArray& weights, HDGModifier* modifier) {
+HStatus ikAngleBias(const HDagPathArray& joints, const HDagPath& handle, HDoubleArray& weights,
+                    HDGModifier* modifier) {
   if (!attributeExists(handle, kAngleBiasName)) {
     const HStatus created = ikAngleBiasCreate(joints, handle, modifier);
     if (created != HStatus::kSuccess) {
@@ -283,3 +281,5 @@ HStatus veltra::ikAngleBias(const HDagPathArray& joints, const HDagPath& handle,
   }
   return result;
 }
+
+}  // namespace veltraData

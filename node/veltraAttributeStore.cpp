@@ -7,7 +7,9 @@
 #include <HFnDependencyNode.h>
 #include <HPlug.h>
 
-#include "veltra.h"
+#include "veltraData.h"
+
+namespace veltraData {
 
 namespace {
 
@@ -52,14 +54,14 @@ HStatus writeScalarArray(const HDagPath& handle, const HString& name, const Arra
 
 }  // namespace
 
-bool veltra::attributeExists(const HDagPath& handle, const HString& name) const {
+bool attributeExists(const HDagPath& handle, const HString& name) {
   HStatus status;
   HFnDependencyNode fnNode(handle.node());
   fnNode.attribute(name, &status);
   return status == HStatus::kSuccess;
 }
 
-HStatus veltra::getCompAttr(const HDagPath& handle, const HString& name, HVector& value) {
+HStatus getCompAttr(const HDagPath& handle, const HString& name, HVector& value) {
   HStatus result;
   const HPlug plug = findAttributePlug(handle, name, result);
   if (plug.isCompound()) {
@@ -71,7 +73,7 @@ HStatus veltra::getCompAttr(const HDagPath& handle, const HString& name, HVector
   return result;
 }
 
-HStatus veltra::setCompAttr(const HDagPath& handle, const HString& name, const HVector& value) {
+HStatus setCompAttr(const HDagPath& handle, const HString& name, const HVector& value) {
   HStatus result;
   const HObject node = handle.node();
   HFnDependencyNode fnNode(node, &result);
@@ -89,25 +91,23 @@ HStatus veltra::setCompAttr(const HDagPath& handle, const HString& name, const H
   return result;
 }
 
-HStatus veltra::getArrayAttr(const HDagPath& handle, const HString& name, HIntArray& values) {
+HStatus getArrayAttr(const HDagPath& handle, const HString& name, HIntArray& values) {
   return readScalarArray(handle, name, values);
 }
 
-HStatus veltra::getArrayAttr(const HDagPath& handle, const HString& name, HDoubleArray& values) {
+HStatus getArrayAttr(const HDagPath& handle, const HString& name, HDoubleArray& values) {
   return readScalarArray(handle, name, values);
 }
 
-HStatus veltra::setArrayAttr(const HDagPath& handle, const HString& name, const HIntArray& values) {
+HStatus setArrayAttr(const HDagPath& handle, const HString& name, const HIntArray& values) {
   return writeScalarArray(handle, name, values);
 }
 
-HStatus veltra::setArrayAttr(const HDagPath& handle, const HString& name,
-                             const HDoubleArray& values) {
+HStatus setArrayAttr(const HDagPath& handle, const HString& name, const HDoubleArray& values) {
   return writeScalarArray(handle, name, values);
 }
 
-HStatus veltra::getArrayCompAttr(const HDagPath& handle, const HString& name,
-                                 HVectorArray& values) {
+HStatus getArrayCompAttr(const HDagPath& handle, const HString& name, HVectorArray& values) {
   HStatus result;
   const unsigned count = values.length();
   const HPlug plug = findAttributePlug(handle, name, result);
@@ -129,8 +129,7 @@ HStatus veltra::getArrayCompAttr(const HDagPath& handle, const HString& name,
   return result;
 }
 
-HStatus veltra::setArrayCompAttr(const HDagPath& handle, const HString& name,
-                                 const HVectorArray& values) {
+HStatus setArrayCompAttr(const HDagPath& handle, const HString& name, const HVectorArray& values) {
   HStatus result;
   const unsigned count = values.length();
   const HPlug plug = findAttributePlug(handle, name, result);
@@ -150,8 +149,8 @@ HStatus veltra::setArrayCompAttr(const HDagPath& handle, const HString& name,
   return result;
 }
 
-HStatus veltra::addHandleAttribute(const HDagPath& handle, const HObject& attribute,
-                                   HDGModifier* modifier) {
+HStatus addHandleAttribute(const HDagPath& handle, const HObject& attribute,
+                           HDGModifier* modifier) {
   const HObject node = handle.node();
   if (modifier != nullptr) {
     const HStatus status =
@@ -164,3 +163,5 @@ HStatus veltra::addHandleAttribute(const HDagPath& handle, const HObject& attrib
   HFnDependencyNode fnNode(node);
   return fnNode.addAttribute(attribute, HFnDependencyNode::kLocalDynamicAttr);
 }
+
+}  // namespace veltraData

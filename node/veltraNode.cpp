@@ -1,10 +1,11 @@
-// The solver node's frame and the operations that gather a solve's live
-// inputs from the IK handle: the handle itself, its chain, pole vector, twist.
+// The solver node's frame: registration, the solver's properties, the handle
+// being solved and snapping a handle onto its end effector.
 
-#include <HDGContext.h>
 #include <HFnIkHandle.h>
+#include <HFnTransform.h>
 #include <HIkHandleGroup.h>
-#include <HPlug.h>
+#include <HSpace.h>
+#include <HTransformationMatrix.h>
 
 #include "veltra.h"
 
@@ -35,10 +36,6 @@ HString veltra::solverTypeName() const {
   return HString("veltra");
 }
 
-void veltra::debugJointChainOutput(const HDagPathArray& joints) {
-  (void)joints;
-}
-
 HStatus veltra::ikHandle(HDagPath& handle) {
   HIkHandleGroup* group = handleGroup();
   if (group == nullptr) {
@@ -52,49 +49,18 @@ HStatus veltra::ikHandle(HDagPath& handle) {
   return status;
 }
 
-HStatus veltra::ikJointChain(const HDagPath& handle, HDagPathArray& joints) {
-  HStatus status;
-  HFnIkHandle fnHandle(handle, &status);
+void veltra::snapHandle(HObject& handle) {
+  HFnIkHandle fnHandle(handle);
+  HDagPath effectorPath;
+  fnHandle.getEffector(effectorPath);
+  HDagPath handlePath;
+  HDagPath::getAPathTo(handle, handlePath);
 
-  HDagPath startJoint;
-  fnHandle.getStartJoint(startJoint);
-  joints.append(startJoint);
+  const HVector effectorWorld =
+      HTransformationMatrix(effectorPath.inclusiveMatrix()).translation(HSpace::kWorld);
+  const HVector handleWorld =
+      HTransformationMatrix(handlePath.inclusiveMatrix()).translation(HSpace::kWorld);
 
-  HDagPath walk;
-  fnHandle.getEffector(walk);
-  const HObject startNode = startJoint.node();
-  // Walking up from the effector and inserting at index 1 leaves the
-  // intermediate nodes in top-down order between the start joint and the
-  // effector.
-  while (walk.node() != startNode) {
-    joints.insert(walk, 1);
-    // An effector that does not lie below the start joint would walk off the
-    // top of the hierarchy; stop there instead of looping forever.
-    if (walk.pop(1) != HStatus::kSuccess) {
-      return HStatus(HStatus::kFailure);
-    }
-  }
-  return status;
-}
-
-HStatus veltra::ikPoleVector(const HDagPath& handle, HVector& poleVector) {
-  HStatus status;
-  HFnIkHandle fnHandle(handle, &status);
-  fnHandle.findPlug("pvx").getValue(poleVector.x, HDGContext::fsNormal);
-  fnHandle.findPlug("pvy").getValue(poleVector.y, HDGContext::fsNormal);
-  fnHandle.findPlug("pvz").getValue(poleVector.z, HDGContext::fsNormal);
-  return status;
-}
-
-HStatus veltra::ikTwist(const HDagPath& handle, double& twist) {
-  HStatus status;
-  HFnIkHandle fnHandle(handle, &status);
-  // An unreadable twist plug means no twist rather than whatever the caller's
-  // variable held: the kernel turns the chain by this angle unconditionally.
-  double value = 0.0;
-  if (fnHandle.findPlug("twist").getValue(value, HDGContext::fsNormal) != HStatus::kSuccess) {
-    value = 0.0;
-  }
-  twist = value;
-  return status;
+  HFnTransform fnTransform(handlePath);
+  fnTransform.translateBy(effectorWorld - handleWorld, HSpace::kWorld);
 }

@@ -1,17 +1,17 @@
 // Reading the chain's current rotations, reading and writing its preferred
-// angles (where the rest pose lives), and snapping the handle onto its end
-// effector.
+// angles (where the rest pose lives), and writing a solve's rotations.
 
 #include <HEulerRotation.h>
-#include <HFnIkHandle.h>
 #include <HFnIkJoint.h>
 #include <HFnTransform.h>
 #include <HSpace.h>
 #include <HTransformationMatrix.h>
 
-#include "veltra.h"
+#include "veltraData.h"
 
-HStatus veltra::ikPose(const HDagPathArray& joints, HVectorArray& pose) {
+namespace veltraData {
+
+HStatus ikPose(const HDagPathArray& joints, HVectorArray& pose) {
   const unsigned n = joints.length();
   pose.clear();
   pose.setLength(n);
@@ -35,7 +35,7 @@ HStatus veltra::ikPose(const HDagPathArray& joints, HVectorArray& pose) {
   return HStatus(HStatus::kSuccess);
 }
 
-HStatus veltra::ikPrefAngles(const HDagPathArray& joints, HVectorArray& angles) {
+HStatus ikPrefAngles(const HDagPathArray& joints, HVectorArray& angles) {
   HStatus result;
   const unsigned n = joints.length();
   angles.clear();
@@ -55,7 +55,7 @@ HStatus veltra::ikPrefAngles(const HDagPathArray& joints, HVectorArray& angles) 
   return result;
 }
 
-HStatus veltra::ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles) {
+HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles) {
   HStatus result;
   const unsigned n = joints.length();
   // Nothing to write for an empty or single-entry chain (the end effector's
@@ -74,18 +74,24 @@ HStatus veltra::ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray&
   return result;
 }
 
-void veltra::snapHandle(HObject& handle) {
-  HFnIkHandle fnHandle(handle);
-  HDagPath effectorPath;
-  fnHandle.getEffector(effectorPath);
-  HDagPath handlePath;
-  HDagPath::getAPathTo(handle, handlePath);
-
-  const HVector effectorWorld =
-      HTransformationMatrix(effectorPath.inclusiveMatrix()).translation(HSpace::kWorld);
-  const HVector handleWorld =
-      HTransformationMatrix(handlePath.inclusiveMatrix()).translation(HSpace::kWorld);
-
-  HFnTransform fnTransform(handlePath);
-  fnTransform.translateBy(effectorWorld - handleWorld, HSpace::kWorld);
+void ikApplyPose(const HDagPathArray& joints, const HVectorArray& pose) {
+  // The end entry is left alone: its rotation moves nothing that the solve sees.
+  const unsigned n = joints.length();
+  for (unsigned i = 0; i + 1 < n; ++i) {
+    HFnTransform fnTransform(joints[i]);
+    const double angles[3] = {pose[i].x, pose[i].y, pose[i].z};
+    fnTransform.setRotation(angles, fnTransform.rotationOrder());
+  }
 }
+
+void ikApplyRotations(const HDagPathArray& joints, const veltraKernelPass& pass) {
+  // Object space: the rotation acts after the rotate orientation and before
+  // the existing rotation, the frame the kernel computed the axes in.
+  const unsigned n = joints.length();
+  for (unsigned i = 0; i < n; ++i) {
+    HFnTransform fnTransform(joints[i]);
+    fnTransform.rotateBy(HQuaternion(pass.angles[i], pass.axes[i]), HSpace::kObject);
+  }
+}
+
+}  // namespace veltraData

@@ -17,7 +17,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "veltra.h"
+#include "veltraData.h"
+
+namespace veltraData {
 
 namespace {
 
@@ -67,7 +69,7 @@ std::string joinNames(const std::vector<std::string>& names) {
 
 }  // namespace
 
-bool veltra::ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose) {
+bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose) {
   CheckedRestPoses& checked = checkedRestPoses();
   const std::uint64_t key = restPoseKey(restPose);
   auto inserted = checked.byHandle.emplace(HObjectHandle(handle.node()), key);
@@ -86,7 +88,7 @@ bool veltra::ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& rest
   return true;
 }
 
-void veltra::ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle) {
+void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle) {
   const unsigned n = joints.length();
   std::vector<std::string> straight;
   for (unsigned i = 1; i + 1 < n; ++i) {
@@ -111,3 +113,5 @@ void veltra::ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPat
        " a little with the handle's solverEnable off, then run veltraRestPose " + handleName + ".")
           .c_str()));
 }
+
+}  // namespace veltraData

@@ -10,7 +10,9 @@
 #include <HFnNumericAttribute.h>
 #include <HFnNumericData.h>
 
-#include "veltra.h"
+#include "veltraData.h"
+
+namespace veltraData {
 
 namespace {
 const char* const kRestPoseName = "wexelRestPose";
@@ -26,28 +28,27 @@ const HString& restPoleVectorName() {
 }
 }  // namespace
 
-bool veltra::ikRestPoseExists(const HDagPath& handle) const {
+bool ikRestPoseExists(const HDagPath& handle) {
   return attributeExists(handle, kRestPoseName);
 }
 
-HStatus veltra::ikRestPoseGet(const HDagPathArray& joints, const HDagPath& handle,
-                              HVectorArray& restPose) {
+HStatus ikRestPoseGet(const HDagPathArray& joints, const HDagPath& handle, HVectorArray& restPose) {
   if (!ikRestPoseExists(handle)) {
     return HStatus(HStatus::kFailure);
   }
   return ikPrefAngles(joints, restPose);
 }
 
-HStatus veltra::ikRestPoseSet(const HDagPathArray& joints, const HDagPath& handle,
-                              const HVectorArray& restPose) {
+HStatus ikRestPoseSet(const HDagPathArray& joints, const HDagPath& handle,
+                      const HVectorArray& restPose) {
   if (!ikRestPoseExists(handle)) {
     return HStatus(HStatus::kFailure);
   }
   return ikPrefAnglesSet(joints, restPose);
 }
 
-HStatus veltra::ikRestPoseCreate(const HDagPathArray& joints, const HDagPath& handle,
-                                 HDGModifier* modifier) {
+HStatus ikRestPoseCreate(const HDagPathArray& joints, const HDagPath& handle,
+                         HDGModifier* modifier) {
   // An existing rest pose is never recaptured here; only the rest-pose command
   // replaces it on purpose.
   if (ikRestPoseExists(handle)) {
@@ -72,8 +73,8 @@ HStatus veltra::ikRestPoseCreate(const HDagPathArray& joints, const HDagPath& ha
   return ikRestPoseSet(joints, handle, pose);
 }
 
-HStatus veltra::ikRestPose(const HDagPathArray& joints, const HDagPath& handle,
-                           HVectorArray& restPose, HDGModifier* modifier) {
+HStatus ikRestPose(const HDagPathArray& joints, const HDagPath& handle, HVectorArray& restPose,
+                   HDGModifier* modifier) {
   if (!ikRestPoseExists(handle)) {
     const HStatus created = ikRestPoseCreate(joints, handle, modifier);
     if (created != HStatus::kSuccess) {
@@ -84,21 +85,21 @@ HStatus veltra::ikRestPose(const HDagPathArray& joints, const HDagPath& handle,
   return ikRestPoseGet(joints, handle, restPose);
 }
 
-HStatus veltra::ikRestPoleVectorGet(const HDagPath& handle, HVector& restPoleVector) {
+HStatus ikRestPoleVectorGet(const HDagPath& handle, HVector& restPoleVector) {
   if (!attributeExists(handle, restPoleVectorName())) {
     return HStatus(HStatus::kFailure);
   }
   return getCompAttr(handle, restPoleVectorName(), restPoleVector);
 }
 
-HStatus veltra::ikRestPoleVectorSet(const HDagPath& handle, const HVector& restPoleVector) {
+HStatus ikRestPoleVectorSet(const HDagPath& handle, const HVector& restPoleVector) {
   if (!attributeExists(handle, restPoleVectorName())) {
     return HStatus(HStatus::kFailure);
   }
   return setCompAttr(handle, restPoleVectorName(), restPoleVector);
 }
 
-HStatus veltra::ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier) {
+HStatus ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier) {
   if (attributeExists(handle, restPoleVectorName())) {
     return HStatus(HStatus::kSuccess);
   }
@@ -120,8 +121,7 @@ HStatus veltra::ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modi
   return ikRestPoleVectorSet(handle, poleVector);
 }
 
-HStatus veltra::ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector,
-                                 HDGModifier* modifier) {
+HStatus ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector, HDGModifier* modifier) {
   if (!attributeExists(handle, restPoleVectorName())) {
     const HStatus created = ikRestPoleVectorCreate(handle, modifier);
     if (created != HStatus::kSuccess) {
@@ -131,3 +131,5 @@ HStatus veltra::ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector
   }
   return ikRestPoleVectorGet(handle, restPoleVector);
 }
+
+}  // namespace veltraData

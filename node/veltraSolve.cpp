@@ -1,9 +1,14 @@
 // The host's solve call: gather the handle's inputs (creating its stored data
-// on the first solve), run one kernel over them and apply both result passes.
+// on the first solve), run the kernel over them and write the result: the
+// rest pose, then the bend pass, then the plane pass.
 
+#include <HString.h>
 #include <veltraKernel.h>
 
 #include "veltra.h"
+#include "veltraData.h"
+
+using namespace veltraData;
 
 HStatus veltra::doSolve() {
   // Each gathering step stops the solve with its own message before any joint
@@ -28,57 +33,57 @@ HStatus veltra::doSolve() {
     return status;
   }
 
-  HVectorArray restPose;
-  status = ikRestPose(joints, handle, restPose, nullptr);
+  veltraKernelInput input;
+  status = ikRestPose(joints, handle, input.restPose, nullptr);
   if (status != HStatus::kSuccess) {
     status.perror("veltra::doSolve() - Could not retrieve rest pose.");
     return status;
   }
 
-  HVector restPoleVector(0.0, 0.0, 0.0);
-  status = ikRestPoleVector(handle, restPoleVector, nullptr);
+  status = ikRestPoleVector(handle, input.restPoleVector, nullptr);
   if (status != HStatus::kSuccess) {
     status.perror("veltra::doSolve() - Could not retrieve pole vector rest.");
     return status;
   }
 
-  HDoubleArray angleBias;
-  status = ikAngleBias(joints, handle, angleBias, nullptr);
+  status = ikAngleBias(joints, handle, input.angleBias, nullptr);
   if (status != HStatus::kSuccess) {
     status.perror("veltra::doSolve() - Could not retrieve angle bias.");
     return status;
   }
 
-  HVector poleVector(0.0, 0.0, 0.0);
-  status = ikPoleVector(handle, poleVector);
+  status = ikPoleVector(handle, input.poleVector);
   if (status != HStatus::kSuccess) {
     status.perror("veltra::doSolve() - Could not retrieve pole vector.");
     return status;
   }
 
-  double twist = 0.0;
-  status = ikTwist(handle, twist);
+  status = ikTwist(handle, input.twist);
   if (status != HStatus::kSuccess) {
     status.perror("veltra::doSolve() - Could not retrieve twist.");
     return status;
   }
 
-  veltraKernel kernel(joints, handle, restPose, restPoleVector, angleBias, poleVector, twist);
-  HDoubleArray bendAngles;
-  HVectorArray bendAxes;
-  HDoubleArray planeAngles;
-  HVectorArray planeAxes;
-  // solve leaves the chain in its rest pose, so both passes act on the rest
-  // pose rather than on whatever the previous evaluation left. Its status is
-  // not consulted: the kernel has no failure path once the inputs exist.
-  kernel.solve(bendAngles, bendAxes, planeAngles, planeAxes);
+  ikKernelGeometry(joints, handle, input);
+  HString problem;
+  if (!veltraKernel::validate(input, problem)) {
+    status = HStatus(HStatus::kFailure);
+    HString message("veltra::doSolve() - ");
+    message += problem;
+    status.perror(message);
+    return status;
+  }
+  const veltraKernelResult result = veltraKernel::solve(input);
+
+  // Both passes add to the rest pose rather than to whatever the previous
+  // evaluation left.
+  ikApplyPose(joints, input.restPose);
   // The chain is at rest here, which is what the check measures; it only reads.
-  if (ikRestPoseCheckDue(handle, restPose)) {
+  if (ikRestPoseCheckDue(handle, input.restPose)) {
     ikRestPoseWarnUnbendable(joints, handle);
   }
-
   // The bend pass first: the root's plane rotation turns the already bent chain.
-  kernel.ikApplyRotations(joints, bendAngles, bendAxes);
-  kernel.ikApplyRotations(joints, planeAngles, planeAxes);
+  ikApplyRotations(joints, result.bend);
+  ikApplyRotations(joints, result.plane);
   return HStatus(HStatus::kSuccess);
 }

@@ -1,13 +1,13 @@
-// The rest-pose command. The stored data and its reading and writing belong to
-// the solver node; the command drives them on a transient node object and
-// keeps what undo and redo need.
+// The rest-pose command. The stored data and its reading and writing are the
+// solver's (veltraData.h); the command drives them and keeps what undo and
+// redo need.
 
 #include <HArgParser.h>
 #include <HFn.h>
 #include <HSelectionList.h>
 #include <HStringResource.h>
 #include <HStringResourceId.h>
-#include <veltra.h>
+#include <veltraData.h>
 
 #include "veltraRestPose.h"
 
@@ -69,22 +69,22 @@ HStatus veltraRestPose::doIt(const HArgList& args) {
 }
 
 HStatus veltraRestPose::redoIt() {
-  veltra solver;
+  using namespace veltraData;
   const HDagPath handle = ikHandle(fHandleName);
   HDagPathArray joints;
-  solver.ikJointChain(handle, joints);
+  ikJointChain(handle, joints);
 
-  if (solver.ikRestPoseExists(handle)) {
-    solver.ikRestPoseGet(joints, handle, fSavedRestPose);
+  if (ikRestPoseExists(handle)) {
+    ikRestPoseGet(joints, handle, fSavedRestPose);
     HVectorArray pose;
-    solver.ikPose(joints, pose);
-    solver.ikRestPoseSet(joints, handle, pose);
+    ikPose(joints, pose);
+    ikRestPoseSet(joints, handle, pose);
   } else {
     // Only the marker's addition goes through the modifier; the captured
     // preferred angles are written to the joints directly.
     fModifier.reset(new HDGModifier());
     HVectorArray restPose;
-    solver.ikRestPose(joints, handle, restPose, fModifier.get());
+    ikRestPose(joints, handle, restPose, fModifier.get());
     fCreated = true;
   }
   return HStatus(HStatus::kSuccess);
@@ -98,14 +98,14 @@ HStatus veltraRestPose::undoIt() {
     return HStatus(HStatus::kSuccess);
   }
 
-  veltra solver;
+  using namespace veltraData;
   const HDagPath handle = ikHandle(fHandleName);
   HDagPathArray joints;
-  solver.ikJointChain(handle, joints);
+  ikJointChain(handle, joints);
 
   HVectorArray taken;
-  solver.ikRestPoseGet(joints, handle, taken);
-  solver.ikRestPoseSet(joints, handle, fSavedRestPose);
+  ikRestPoseGet(joints, handle, taken);
+  ikRestPoseSet(joints, handle, fSavedRestPose);
   // Keep what the undo took away so that the next undo after a redo restores
   // the same pose. The copy stays within both arrays in case the chain's
   // length changed since the redo.

@@ -44,7 +44,7 @@ class AngleBiasTest : public ::testing::Test {
 
   void expectWeights(const std::vector<double>& expected) {
     HDoubleArray weights;
-    EXPECT_EQ(fSolver.ikAngleBias(fJoints, fChain.handle, weights, nullptr), HStatus::kSuccess);
+    EXPECT_EQ(veltraData::ikAngleBias(fJoints, fChain.handle, weights, nullptr), HStatus::kSuccess);
     ASSERT_EQ(weights.length(), expected.size());
     for (unsigned i = 0; i < expected.size(); ++i) {
       EXPECT_NEAR(weights[i], expected[i], 1e-6) << "entry " << i;
@@ -53,7 +53,6 @@ class AngleBiasTest : public ::testing::Test {
 
   SolverChain fChain;
   HDagPathArray fJoints;
-  veltra fSolver;
 };
 
 TEST_F(AngleBiasTest, WeightsAreNormalisedToTheSmallestInnerWeight) {
@@ -70,10 +69,10 @@ TEST_F(AngleBiasTest, ValuesAreClampedWithoutWritingBackAndCreateKeepsThem) {
   makeSolvedChain(5);
   setValues({-0.5f, 0.5f, 3.0f});
   expectWeights({1.0, 1.0, 1.5, 2.0, 1.0});
-  ASSERT_EQ(fSolver.ikAngleBiasCreate(fJoints, fChain.handle, nullptr), HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikAngleBiasCreate(fJoints, fChain.handle, nullptr), HStatus::kSuccess);
   HFloatArray positions, values;
   HIntArray interps;
-  fSolver.ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps);
+  veltraData::ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps);
   EXPECT_EQ(values[0], -0.5f);
   EXPECT_EQ(values[2], 3.0f);
 }
@@ -83,7 +82,7 @@ TEST_F(AngleBiasTest, SingleInnerJointGetsOneMiddleEntryAndWeighsOne) {
   makeSolvedChain(3);
   HFloatArray positions, values;
   HIntArray interps;
-  fSolver.ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps);
+  veltraData::ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps);
   ASSERT_EQ(positions.length(), 1u);
   EXPECT_EQ(positions[0], 0.5f);
   EXPECT_EQ(values[0], 0.5f);
@@ -142,12 +141,13 @@ TEST_F(AngleBiasTest, SetWritesEntriesAndRelocksPositions) {
     positions[i] = 0.1f * float(i + 1);
     values[i] = 0.2f * float(i);
   }
-  ASSERT_EQ(fSolver.ikAngleBiasSet(fJoints, fChain.handle, positions, values, interps),
+  ASSERT_EQ(veltraData::ikAngleBiasSet(fJoints, fChain.handle, positions, values, interps),
             HStatus::kSuccess);
   HFloatArray readPositions, readValues;
   HIntArray readInterps;
-  ASSERT_EQ(fSolver.ikAngleBiasGet(fJoints, fChain.handle, readPositions, readValues, readInterps),
-            HStatus::kSuccess);
+  ASSERT_EQ(
+      veltraData::ikAngleBiasGet(fJoints, fChain.handle, readPositions, readValues, readInterps),
+      HStatus::kSuccess);
   const HPlug plug = HFnDependencyNode(fChain.handle.node()).findPlug("wexelAngleBias");
   for (unsigned i = 0; i < 3; ++i) {
     EXPECT_EQ(readPositions[i], positions[i]);
@@ -165,7 +165,7 @@ TEST_F(AngleBiasTest, FailedSetStillRelocks) {
   r.deleteEntries(one);
   HFloatArray positions(3, 0.3f), values(3, 0.9f);
   HIntArray interps(3, int(HRampAttribute::kSmooth));
-  EXPECT_NE(fSolver.ikAngleBiasSet(fJoints, fChain.handle, positions, values, interps),
+  EXPECT_NE(veltraData::ikAngleBiasSet(fJoints, fChain.handle, positions, values, interps),
             HStatus::kSuccess);
   HFnDependencyNode fnNode(fChain.handle.node());
   const HPlug element = fnNode.findPlug("wexelAngleBias").elementByLogicalIndex(0);
@@ -179,10 +179,10 @@ TEST_F(AngleBiasTest, MissingRampIsAFailureWithoutMessage) {
   ErrorCapture errors;
   HFloatArray positions, values;
   HIntArray interps;
-  EXPECT_EQ(fSolver.ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps),
+  EXPECT_EQ(veltraData::ikAngleBiasGet(fJoints, fChain.handle, positions, values, interps),
             HStatus::kFailure);
   EXPECT_EQ(positions.length(), 2u);
-  EXPECT_EQ(fSolver.ikAngleBiasSet(fJoints, fChain.handle, positions, values, interps),
+  EXPECT_EQ(veltraData::ikAngleBiasSet(fJoints, fChain.handle, positions, values, interps),
             HStatus::kFailure);
   EXPECT_EQ(errors.text(), "");
 }

@@ -32,7 +32,6 @@ class PoseTest : public ::testing::Test {
 
   SolverChain fChain;
   HDagPathArray fJoints;
-  veltra fSolver;
 };
 
 TEST_F(PoseTest, ChainRunsFromStartJointToEffectorThroughPlainTransforms) {
@@ -67,7 +66,7 @@ TEST_F(PoseTest, ChainRunsFromStartJointToEffectorThroughPlainTransforms) {
 TEST_F(PoseTest, PoseCapturesEveryEntryOrReportsANonTransform) {
   makeChain();
   HVectorArray pose(7, HVector(5.0, 5.0, 5.0));  // arrives with stale content
-  ASSERT_EQ(fSolver.ikPose(fJoints, pose), HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikPose(fJoints, pose), HStatus::kSuccess);
   ASSERT_EQ(pose.length(), 4u);
   for (unsigned i = 0; i < 4; ++i) {
     EXPECT_TRUE(pose[i].isEquivalent(rotationOf(fJoints[i]), 1e-12)) << i;
@@ -75,7 +74,7 @@ TEST_F(PoseTest, PoseCapturesEveryEntryOrReportsANonTransform) {
   HDagPathArray broken = fJoints;
   broken[2] = HDagPath();
   ErrorCapture errors;
-  EXPECT_NE(fSolver.ikPose(broken, pose), HStatus::kSuccess);
+  EXPECT_NE(veltraData::ikPose(broken, pose), HStatus::kSuccess);
   EXPECT_TRUE(errors.contains("veltra::ikPose() - Could not attach HFnTransform to joint."))
       << errors.text();
 }
@@ -88,9 +87,9 @@ TEST_F(PoseTest, PreferredAnglesRoundTripAndSkipTheEffector) {
   for (unsigned i = 0; i < 4; ++i) {
     written[i] = HVector(0.2 * i, -0.1, 0.05 * i);
   }
-  ASSERT_EQ(fSolver.ikPrefAnglesSet(fJoints, written), HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikPrefAnglesSet(fJoints, written), HStatus::kSuccess);
   HVectorArray read;
-  ASSERT_EQ(fSolver.ikPrefAngles(fJoints, read), HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikPrefAngles(fJoints, read), HStatus::kSuccess);
   ASSERT_EQ(read.length(), 4u);
   for (unsigned i = 0; i < 3; ++i) {
     EXPECT_TRUE(read[i].isEquivalent(written[i], 1e-12)) << i;
@@ -99,13 +98,13 @@ TEST_F(PoseTest, PreferredAnglesRoundTripAndSkipTheEffector) {
 
   HDagPathArray single;
   single.append(fJoints[0]);
-  EXPECT_EQ(fSolver.ikPrefAnglesSet(single, HVectorArray(1, HVector(1.0, 1.0, 1.0))),
+  EXPECT_EQ(veltraData::ikPrefAnglesSet(single, HVectorArray(1, HVector(1.0, 1.0, 1.0))),
             HStatus::kSuccess);
   EXPECT_TRUE(preferredAngleOf(fJoints[0]).isEquivalent(written[0], 1e-12));
-  EXPECT_EQ(fSolver.ikPrefAngles(single, read), HStatus::kSuccess);
+  EXPECT_EQ(veltraData::ikPrefAngles(single, read), HStatus::kSuccess);
   ASSERT_EQ(read.length(), 1u);
   EXPECT_EQ(read[0], HVector(0.0, 0.0, 0.0));
-  EXPECT_EQ(fSolver.ikPrefAngles(HDagPathArray(), read), HStatus::kSuccess);
+  EXPECT_EQ(veltraData::ikPrefAngles(HDagPathArray(), read), HStatus::kSuccess);
   EXPECT_EQ(read.length(), 0u);
 }
 
@@ -113,9 +112,9 @@ TEST_F(PoseTest, RestPoseIsCapturedOnceAndThenReadFromPreferredAngles) {
   makeChain();
   const std::vector<HVector> posed = rotationsOf(fChain.joints);
   HVectorArray rest;
-  EXPECT_EQ(fSolver.ikRestPoseGet(fJoints, fChain.handle, rest), HStatus::kFailure);
-  ASSERT_EQ(fSolver.ikRestPose(fJoints, fChain.handle, rest, nullptr), HStatus::kSuccess);
-  EXPECT_TRUE(fSolver.ikRestPoseExists(fChain.handle));
+  EXPECT_EQ(veltraData::ikRestPoseGet(fJoints, fChain.handle, rest), HStatus::kFailure);
+  ASSERT_EQ(veltraData::ikRestPose(fJoints, fChain.handle, rest, nullptr), HStatus::kSuccess);
+  EXPECT_TRUE(veltraData::ikRestPoseExists(fChain.handle));
   ASSERT_EQ(rest.length(), 4u);
   for (unsigned i = 0; i < 3; ++i) {
     EXPECT_TRUE(rest[i].isEquivalent(posed[i], 1e-12)) << i;
@@ -125,13 +124,13 @@ TEST_F(PoseTest, RestPoseIsCapturedOnceAndThenReadFromPreferredAngles) {
   // Posing the chain differently changes nothing; editing a preferred angle
   // changes the rest pose.
   HFnTransform(fJoints[1]).setRotation(HEulerRotation(0.7, 0.0, 0.0));
-  ASSERT_EQ(fSolver.ikRestPoseCreate(fJoints, fChain.handle, nullptr), HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikRestPoseCreate(fJoints, fChain.handle, nullptr), HStatus::kSuccess);
   HVectorArray again;
-  fSolver.ikRestPose(fJoints, fChain.handle, again, nullptr);
+  veltraData::ikRestPose(fJoints, fChain.handle, again, nullptr);
   EXPECT_TRUE(again[1].isEquivalent(posed[1], 1e-12));
   const double edited[3] = {0.0, 0.25, 0.0};
   HFnIkJoint(fJoints[1]).setPreferedAngle(edited);
-  fSolver.ikRestPoseGet(fJoints, fChain.handle, again);
+  veltraData::ikRestPoseGet(fJoints, fChain.handle, again);
   EXPECT_EQ(again[1], HVector(0.0, 0.25, 0.0));
 }
 
@@ -139,31 +138,31 @@ TEST_F(PoseTest, RestPoseThroughAModifierUndoesOnlyTheMarker) {
   makeChain();
   HDGModifier modifier;
   HVectorArray rest;
-  ASSERT_EQ(fSolver.ikRestPose(fJoints, fChain.handle, rest, &modifier), HStatus::kSuccess);
-  EXPECT_TRUE(fSolver.ikRestPoseExists(fChain.handle));
+  ASSERT_EQ(veltraData::ikRestPose(fJoints, fChain.handle, rest, &modifier), HStatus::kSuccess);
+  EXPECT_TRUE(veltraData::ikRestPoseExists(fChain.handle));
   modifier.undoIt();
-  EXPECT_FALSE(fSolver.ikRestPoseExists(fChain.handle));
+  EXPECT_FALSE(veltraData::ikRestPoseExists(fChain.handle));
   // The captured preferred angles went to the joints directly and stay.
   EXPECT_TRUE(preferredAngleOf(fJoints[1]).isEquivalent(rotationOf(fJoints[1]), 1e-12));
   HVectorArray untouched(2, HVector(3.0, 3.0, 3.0));
-  EXPECT_EQ(fSolver.ikRestPoseGet(fJoints, fChain.handle, untouched), HStatus::kFailure);
+  EXPECT_EQ(veltraData::ikRestPoseGet(fJoints, fChain.handle, untouched), HStatus::kFailure);
   EXPECT_EQ(untouched[0], HVector(3.0, 3.0, 3.0));
 }
 
 TEST_F(PoseTest, RestPoleVectorKeepsTheFirstPoleVector) {
   makeChain();
   HVector poleVector;
-  ASSERT_EQ(fSolver.ikPoleVector(fChain.handle, poleVector), HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikPoleVector(fChain.handle, poleVector), HStatus::kSuccess);
   HVector rest(9.0, 9.0, 9.0);
-  EXPECT_EQ(fSolver.ikRestPoleVectorGet(fChain.handle, rest), HStatus::kFailure);
-  EXPECT_EQ(fSolver.ikRestPoleVectorSet(fChain.handle, rest), HStatus::kFailure);
-  ASSERT_EQ(fSolver.ikRestPoleVector(fChain.handle, rest, nullptr), HStatus::kSuccess);
+  EXPECT_EQ(veltraData::ikRestPoleVectorGet(fChain.handle, rest), HStatus::kFailure);
+  EXPECT_EQ(veltraData::ikRestPoleVectorSet(fChain.handle, rest), HStatus::kFailure);
+  ASSERT_EQ(veltraData::ikRestPoleVector(fChain.handle, rest, nullptr), HStatus::kSuccess);
   EXPECT_EQ(rest, poleVector);
 
   HFnDependencyNode fnHandle(fChain.handle.node());
   fnHandle.findPlug("pvx").setValue(poleVector.x + 1.0);
   HVector later;
-  fSolver.ikRestPoleVector(fChain.handle, later, nullptr);
+  veltraData::ikRestPoleVector(fChain.handle, later, nullptr);
   EXPECT_EQ(later, poleVector);
 }
 
@@ -182,7 +181,7 @@ TEST_F(PoseTest, SnapMovesTheHandleOntoTheEffector) {
   fnHandle.setRotation(handleRotation);
   moveHandleTo(handle, HVector(-4.0, 2.0, 7.0));
   HObject handleNode = handle.node();
-  fSolver.snapHandle(handleNode);
+  veltra().snapHandle(handleNode);
   EXPECT_TRUE(worldPosition(handle).isEquivalent(worldPosition(fJoints[3]), 1e-9));
   HEulerRotation after;
   fnHandle.getRotation(after);

@@ -83,8 +83,20 @@ TEST_F(SolveTest, SingleBoneChainIsRefused) {
   const SolverChain chain = buildSolverChain(planarSpecs(1));
   expectFailedSolve(chain, "Joint chain does not form an IK system. Less than 2 bones.");
   // Refused before any stored data is created.
-  veltra solver;
-  EXPECT_FALSE(solver.ikRestPoseExists(chain.handle));
+  EXPECT_FALSE(veltraData::ikRestPoseExists(chain.handle));
+}
+
+// Finite values whose product overflows: the kernel's check refuses the
+// solve before any joint is written.
+TEST_F(SolveTest, ParentMatrixThatOverflowsIsRefused) {
+  HFnTransform fnOuter, fnInner;
+  const HObject outer = fnOuter.create();
+  const HObject inner = fnInner.create(outer);
+  const double huge[3] = {1e200, 1e200, 1e200};
+  fnOuter.setScale(huge);
+  fnInner.setScale(huge);
+  const SolverChain chain = buildSolverChain(planarSpecs(2), true, inner);
+  expectFailedSolve(chain, "The value of the root's parent matrix is not finite.");
 }
 
 TEST_F(SolveTest, UnwritablePreferredAngleFailsTheRestPose) {
@@ -99,8 +111,7 @@ TEST_F(SolveTest, UnwritablePreferredAngleFailsTheRestPose) {
   const std::string printed = expectFailedSolve(chain, "Could not retrieve rest pose.");
   EXPECT_NE(printed.find("veltra::ikRestPose() - ikRestPoseCreate() failed."), std::string::npos);
   // Nothing is rolled back: the marker stays.
-  veltra solver;
-  EXPECT_TRUE(solver.ikRestPoseExists(chain.handle));
+  EXPECT_TRUE(veltraData::ikRestPoseExists(chain.handle));
 }
 
 TEST_F(SolveTest, UnreadableRestPoleVectorIsReported) {
@@ -124,26 +135,23 @@ TEST_F(SolveTest, AngleBiasThatIsNoRampIsReported) {
   HFnDependencyNode(chain.handle.node()).addAttribute(notARamp);
   expectFailedSolve(chain, "Could not retrieve angle bias.");
   // The earlier steps' data was created before the failure and stays.
-  veltra solver;
-  EXPECT_TRUE(solver.ikRestPoseExists(chain.handle));
-  EXPECT_TRUE(solver.attributeExists(chain.handle, "wexelRestPoleVector"));
+  EXPECT_TRUE(veltraData::ikRestPoseExists(chain.handle));
+  EXPECT_TRUE(veltraData::attributeExists(chain.handle, "wexelRestPoleVector"));
 }
 
 TEST_F(SolveTest, HandleInputsFailOnANonHandle) {
   const SolverChain chain = buildSolverChain(planarSpecs(2));
-  veltra solver;
   HVector poleVector(0.0, 0.0, 0.0);
   double twist = 7.0;
-  EXPECT_NE(solver.ikPoleVector(chain.joints[0], poleVector), HStatus::kSuccess);
-  EXPECT_NE(solver.ikTwist(chain.joints[0], twist), HStatus::kSuccess);
+  EXPECT_NE(veltraData::ikPoleVector(chain.joints[0], poleVector), HStatus::kSuccess);
+  EXPECT_NE(veltraData::ikTwist(chain.joints[0], twist), HStatus::kSuccess);
   // An unreadable twist means no twist, never a leftover value.
   EXPECT_EQ(twist, 0.0);
 }
 
 TEST_F(SolveTest, FirstSolveCreatesTheStoredData) {
   const SolverChain chain = buildSolverChain(planarSpecs(4));  // 5 entries
-  veltra probe;
-  ASSERT_FALSE(probe.ikRestPoseExists(chain.handle));
+  ASSERT_FALSE(veltraData::ikRestPoseExists(chain.handle));
   ErrorCapture errors;
   ASSERT_EQ(HIkSystem::solveHandle(chain.handle.node()), HStatus::kSuccess);
   EXPECT_EQ(errors.text(), "");
@@ -165,9 +173,9 @@ TEST_F(SolveTest, FirstSolveCreatesTheStoredData) {
     EXPECT_EQ(fn.unitType(), HFnNumericData::k3Double);
     EXPECT_TRUE(fn.isHidden());
     HVector stored;
-    ASSERT_EQ(probe.ikRestPoleVectorGet(chain.handle, stored), HStatus::kSuccess);
+    ASSERT_EQ(veltraData::ikRestPoleVectorGet(chain.handle, stored), HStatus::kSuccess);
     HVector poleVector;
-    probe.ikPoleVector(chain.handle, poleVector);
+    veltraData::ikPoleVector(chain.handle, poleVector);
     EXPECT_EQ(stored, poleVector);
     EXPECT_GT(poleVector.length(), 0.5);
   }
@@ -204,9 +212,9 @@ TEST_F(SolveTest, FirstSolveCreatesTheStoredData) {
   // Three entries for three inner joints, at 0, 0.5 and 1, positions locked.
   HFloatArray positions, values;
   HIntArray interps;
-  ASSERT_EQ(
-      probe.ikAngleBiasGet(solverChainOf(chain.handle), chain.handle, positions, values, interps),
-      HStatus::kSuccess);
+  ASSERT_EQ(veltraData::ikAngleBiasGet(solverChainOf(chain.handle), chain.handle, positions, values,
+                                       interps),
+            HStatus::kSuccess);
   ASSERT_EQ(positions.length(), 3u);
   const HPlug ramp = HFnDependencyNode(chain.handle.node()).findPlug("wexelAngleBias");
   for (unsigned i = 0; i < 3; ++i) {

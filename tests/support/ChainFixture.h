@@ -19,30 +19,12 @@
 #include <HTransformationMatrix.h>
 #include <HVector.h>
 
-#include <array>
-#include <cmath>
 #include <string>
 #include <vector>
 
+#include "ChainValues.h"
+
 namespace chainfixture {
-
-// One joint; angles in radians. The joint orient and rotate orientation are
-// XYZ Euler angles, the rotation is in rotateOrder.
-struct JointDesc {
-  HVector translate;
-  HVector rotate;
-  HVector jointOrient;
-  HVector rotateAxis;
-  HEulerRotation::RotationOrder rotateOrder = HEulerRotation::kXYZ;
-};
-
-// A plain transform above the chain's root: translation, XYZ rotation
-// (radians) and scale.
-struct ParentDesc {
-  HVector translate;
-  HVector rotate;
-  HVector scale = HVector(1.0, 1.0, 1.0);
-};
 
 enum class Goal { kIkHandle, kTransform };
 
@@ -122,62 +104,7 @@ inline void placeGoal(const Chain& chain, const HVector& world) {
   HFnTransform(chain.goal).setTranslation(world, HSpace::kTransform);
 }
 
-// ---- Independent forward kinematics --------------------------------------
-
-using Mat4 = std::array<std::array<double, 4>, 4>;
-
-struct Vec3 {
-  double x = 0.0, y = 0.0, z = 0.0;
-  Vec3 operator-(const Vec3& o) const { return {x - o.x, y - o.y, z - o.z}; }
-  Vec3 operator+(const Vec3& o) const { return {x + o.x, y + o.y, z + o.z}; }
-  Vec3 operator*(double k) const { return {x * k, y * k, z * k}; }
-  double dot(const Vec3& o) const { return x * o.x + y * o.y + z * o.z; }
-  Vec3 cross(const Vec3& o) const {
-    return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
-  }
-  double length() const { return std::sqrt(dot(*this)); }
-};
-
-inline Mat4 identity4() {
-  Mat4 m{};
-  for (int i = 0; i < 4; ++i)
-    m[i][i] = 1.0;
-  return m;
-}
-
-// Row vectors: a * b applies a first.
-inline Mat4 operator*(const Mat4& a, const Mat4& b) {
-  Mat4 p{};
-  for (int r = 0; r < 4; ++r)
-    for (int c = 0; c < 4; ++c)
-      for (int k = 0; k < 4; ++k)
-        p[r][c] += a[r][k] * b[k][c];
-  return p;
-}
-
-// Right-handed rotation about one axis (0 x, 1 y, 2 z), for row vectors.
-inline Mat4 axisRotation(int axis, double angle) {
-  Mat4 m = identity4();
-  const double c = std::cos(angle), s = std::sin(angle);
-  const int a = (axis + 1) % 3, b = (axis + 2) % 3;
-  m[a][a] = c;
-  m[a][b] = s;
-  m[b][a] = -s;
-  m[b][b] = c;
-  return m;
-}
-
-// Orders as named by the rotateOrder enum: "xyz" rotates about x first.
-inline Mat4 eulerMatrix(double x, double y, double z, int order) {
-  static const char* kOrders[] = {"xyz", "yzx", "zxy", "xzy", "yxz", "zyx"};
-  const double angles[3] = {x, y, z};
-  Mat4 m = identity4();
-  for (const char* c = kOrders[(order >= 0 && order < 6) ? order : 0]; *c; ++c) {
-    const int axis = *c - 'x';
-    m = m * axisRotation(axis, angles[axis]);
-  }
-  return m;
-}
+// ---- Independent forward kinematics over the scene -------------------------
 
 inline Vec3 readVec3(const HFnDependencyNode& fn, const std::string& name) {
   return {fn.findPlug((name + "X").c_str()).asDouble(),
@@ -190,29 +117,25 @@ inline Vec3 readVec3(const HFnDependencyNode& fn, const std::string& name) {
 // angles in "preferredAngle") and from "rotate" otherwise.
 inline Mat4 localMatrix(const HObject& node, const char* rotation = "rotate") {
   HFnDependencyNode fn(node);
-  Mat4 scale = identity4();
-  const Vec3 s = readVec3(fn, "scale");
-  scale[0][0] = s.x;
-  scale[1][1] = s.y;
-  scale[2][2] = s.z;
-  Mat4 shear = identity4();
-  shear[1][0] = fn.findPlug("shearXY").asDouble();
-  shear[2][0] = fn.findPlug("shearXZ").asDouble();
-  shear[2][1] = fn.findPlug("shearYZ").asDouble();
-  const Vec3 ra = readVec3(fn, "rotateAxis");
-  const Vec3 r = readVec3(fn, fn.hasAttribute(rotation) ? rotation : "rotate");
-  Mat4 jointOrient = identity4();
-  if (fn.hasAttribute("jointOrient")) {
-    const Vec3 jo = readVec3(fn, "jointOrient");
-    jointOrient = eulerMatrix(jo.x, jo.y, jo.z, 0);
-  }
-  Mat4 translate = identity4();
-  const Vec3 t = readVec3(fn, "translate");
-  translate[3][0] = t.x;
-  translate[3][1] = t.y;
-  translate[3][2] = t.z;
-  return scale * shear * eulerMatrix(ra.x, ra.y, ra.z, 0) *
-         eulerMatrix(r.x, r.y, r.z, fn.findPlug("rotateOrder").asInt()) * jointOrient * translate;
+  const auto read = [&fn](const char* name) {
+    const Vec3 v = readVec3(fn, name);
+    return HVector(v.x, v.y, v.z);
+  };
+  JointDesc joint;
+  joint.translate = read("translate");
+  joint.rotateAxis = read("rotateAxis");
+  joint.jointOrient = fn.hasAttribute("jointOrient") ? read("jointOrient") : HVector::zero;
+  joint.rotateOrder = HEulerRotation::RotationOrder(fn.findPlug("rotateOrder").asInt());
+  const HVector s = read("scale");
+  Mat4 scaleShear = identity4();
+  scaleShear[0][0] = s.x;
+  scaleShear[1][1] = s.y;
+  scaleShear[2][2] = s.z;
+  scaleShear[1][0] = s.y * fn.findPlug("shearXY").asDouble();
+  scaleShear[2][0] = s.z * fn.findPlug("shearXZ").asDouble();
+  scaleShear[2][1] = s.z * fn.findPlug("shearYZ").asDouble();
+  return scaleShear *
+         jointMatrix(joint, read(fn.hasAttribute(rotation) ? rotation : "rotate"), identity4());
 }
 
 // The node's local matrices multiplied up to the world.

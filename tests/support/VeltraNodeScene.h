@@ -21,6 +21,7 @@
 #include <HStatus.h>
 #include <HVector.h>
 #include <veltra.h>
+#include <veltraData.h>
 
 #include "ChainFixture.h"
 #include "ErrorCapture.h"
@@ -119,9 +120,8 @@ inline std::vector<HVector> rotationsOf(const std::vector<HDagPath>& joints) {
 
 // The handle's chain as the solver sees it: start joint to end effector.
 inline HDagPathArray solverChainOf(const HDagPath& handle) {
-  veltra solver;
   HDagPathArray joints;
-  solver.ikJointChain(handle, joints);
+  veltraData::ikJointChain(handle, joints);
   return joints;
 }
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "CommandEngine.h"
-#include "CommandRegistry.h"
 #include "HIkSystem.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandRegistry.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "SceneInternal.h"
+#include "graph/SceneInternal.h"
 
 namespace hostdetail {
 

@@ -13,6 +13,7 @@
 #include "commands/CommandEngine.h"
 #include "commands/CommandRegistry.h"
 #include "files/SceneFiles.h"
+#include "graph/Placeholders.h"
 #include "graph/SceneInternal.h"
 
 using namespace hostdetail;

@@ -30,6 +30,7 @@
 #include "SceneWriter.h"
 #include "commands/CommandEngine.h"
 #include "graph/Node.h"
+#include "graph/Placeholders.h"
 #include "graph/SceneInternal.h"
 
 using namespace hostdetail;

@@ -24,6 +24,7 @@
 #include "commands/CommandEngine.h"
 #include "commands/CommandRegistry.h"
 #include "files/SceneFiles.h"
+#include "graph/Placeholders.h"
 #include "graph/SceneInternal.h"
 #include "messages/MessageInternal.h"
 

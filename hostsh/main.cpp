@@ -8,10 +8,15 @@
 #include <string>
 #include <vector>
 
+<<<<<<< HEAD
 #include "CommandEngine.h"
 #include "CommandRegistry.h"
 #include "Embed.h"
+=======
+>>>>>>> 79deeeb
 #include "HIkSystem.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandRegistry.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 // Internals shared by the animation library's files.
 
-#include "Node.h"
+#include "graph/Node.h"
 
 namespace hostdetail {
 

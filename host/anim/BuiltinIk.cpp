@@ -1,8 +1,6 @@
 // Built-in commands that build IK rigs: joint and ikHandle.
 
 #include "AnimInternal.h"
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "HDGModifier.h"
 #include "HDagPath.h"
 #include "HFnDependencyNode.h"
@@ -10,6 +8,8 @@
 #include "HGlobal.h"
 #include "HPoint.h"
 #include "HSelectionList.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
 
 namespace hostdetail {
 namespace builtin {

@@ -20,9 +20,9 @@
 #include <fstream>
 #include <string>
 
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "Snapshot.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
 
 namespace hostdetail {
 namespace builtin {

@@ -20,7 +20,7 @@
 #include "HIkHandleGroup.h"
 #include "HIkSystem.h"
 #include "HPxIkSolverNode.h"
-#include "Node.h"
+#include "graph/Node.h"
 
 namespace hostdetail {
 

@@ -7,7 +7,7 @@
 #include "HFnIkEffector.h"
 #include "HFnIkHandle.h"
 #include "HFnIkJoint.h"
-#include "Node.h"
+#include "graph/Node.h"
 
 namespace hostdetail {
 

@@ -20,7 +20,7 @@
 #include "HObject.h"
 #include "HPlug.h"
 #include "HRampAttribute.h"
-#include "SceneInternal.h"
+#include "graph/SceneInternal.h"
 
 namespace hostdetail {
 namespace snapshot {

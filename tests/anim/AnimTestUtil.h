@@ -6,7 +6,6 @@
 
 #include <vector>
 
-#include "../../host/core/SceneInternal.h"
 #include "HDagPath.h"
 #include "HFnIkHandle.h"
 #include "HFnIkJoint.h"
@@ -14,6 +13,7 @@
 #include "HIkSystem.h"
 #include "HPxIkSolverNode.h"
 #include "HStatus.h"
+#include "graph/SceneInternal.h"
 
 namespace animtest {
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "../../host/core/SceneInternal.h"
 #include "FoundationTestUtil.h"
 #include "HDagPath.h"
 #include "HEulerRotation.h"
@@ -14,6 +13,7 @@
 #include "HMatrix.h"
 #include "HPlug.h"
 #include "HStatus.h"
+#include "graph/SceneInternal.h"
 
 namespace coretest {
 

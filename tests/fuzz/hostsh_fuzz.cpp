@@ -15,11 +15,11 @@
 #include <sstream>
 #include <string>
 
-#include "CommandEngine.h"
-#include "CommandRegistry.h"
 #include "HFileIO.h"
 #include "HGlobal.h"
 #include "HIkSystem.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandRegistry.h"
 
 namespace {
 

@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "../../host/core/CommandRegistry.h"
 #include "HFileIO.h"
 #include "HostshTestUtil.h"
+#include "commands/CommandRegistry.h"
 
 using namespace hostshtest;
 

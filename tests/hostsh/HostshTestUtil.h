@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "../../host/core/CommandEngine.h"
 #include "BuildPaths.h"
 #include "HGlobal.h"
 #include "HStatus.h"
 #include "HString.h"
 #include "HStringArray.h"
+#include "commands/CommandEngine.h"
 
 namespace hostshtest {
 

@@ -3,14 +3,14 @@
 // values are worked out first and recorded in a modifier, so that undo puts
 // back the old values to the bit.
 
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "HDGModifier.h"
 #include "HFnTransform.h"
 #include "HGlobal.h"
 #include "HPoint.h"
 #include "HSelectionList.h"
-#include "Node.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
+#include "graph/Node.h"
 
 namespace hostdetail {
 namespace builtin {

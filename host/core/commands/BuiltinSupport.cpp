@@ -13,8 +13,8 @@
 #include "HFnDependencyNode.h"
 #include "HFnTransform.h"
 #include "HSelectionList.h"
-#include "Node.h"
-#include "PlugAccess.h"
+#include "graph/Node.h"
+#include "graph/PlugAccess.h"
 
 namespace hostdetail {
 namespace builtin {

@@ -1,8 +1,8 @@
 // The command language: words, strings, separators, comments, and the errors
 // of text that cannot be read, seen through the commands that receive it.
 
-#include "../../host/core/CommandLanguage.h"
 #include "HostshTestUtil.h"
+#include "commands/CommandLanguage.h"
 
 using namespace hostshtest;
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Node.h"
-#include "SceneFiles.h"
+#include "Placeholders.h"
 
 namespace hostdetail {
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "../../host/core/Attribute.h"
 #include "CoreTestUtil.h"
 #include "HFnDagNode.h"
 #include "HQuaternion.h"
 #include "HTransformationMatrix.h"
+#include "graph/Attribute.h"
 
 using namespace coretest;
 

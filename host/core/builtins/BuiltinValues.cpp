@@ -1,11 +1,11 @@
 // Built-in commands on values: setAttr, getAttr, connectAttr, disconnectAttr.
 
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "HDGModifier.h"
 #include "HIntArray.h"
-#include "Node.h"
-#include "PlugAccess.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
+#include "graph/Node.h"
+#include "graph/PlugAccess.h"
 
 namespace hostdetail {
 namespace builtin {

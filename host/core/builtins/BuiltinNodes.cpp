@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <set>
 
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "HDGModifier.h"
 #include "HDagPath.h"
 #include "HGlobal.h"
 #include "HSelectionList.h"
-#include "Node.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
+#include "graph/Node.h"
 
 namespace hostdetail {
 namespace builtin {

@@ -7,15 +7,15 @@
 
 #include <map>
 
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "HDGModifier.h"
 #include "HFnCompoundAttribute.h"
 #include "HFnDependencyNode.h"
 #include "HFnEnumAttribute.h"
 #include "HFnNumericAttribute.h"
 #include "HFnTypedAttribute.h"
-#include "Node.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
+#include "graph/Node.h"
 
 namespace hostdetail {
 namespace builtin {

@@ -5,15 +5,16 @@
 #include <string>
 #include <utility>
 
-#include "BuiltinSupport.h"
-#include "CommandEngine.h"
-#include "CommandRegistry.h"
 #include "HArgParser.h"
 #include "HFileIO.h"
 #include "HPluginManager.h"
 #include "HPxCommand.h"
-#include "SceneFiles.h"
-#include "SceneInternal.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandRegistry.h"
+#include "files/SceneFiles.h"
+#include "graph/Placeholders.h"
+#include "graph/SceneInternal.h"
 
 using namespace hostdetail;
 

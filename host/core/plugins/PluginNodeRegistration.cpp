@@ -2,7 +2,7 @@
 // types of the plug-in that the function set stands for.
 
 #include "HFnPlugin.h"
-#include "Node.h"
+#include "graph/Node.h"
 
 using namespace hostdetail;
 

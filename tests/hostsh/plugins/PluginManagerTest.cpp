@@ -6,14 +6,14 @@
 #include <fstream>
 #include <string>
 
-#include "../../host/core/MessageInternal.h"
-#include "../../host/core/SceneInternal.h"
 #include "HFileIO.h"
 #include "HFnDependencyNode.h"
 #include "HFnPlugin.h"
 #include "HPluginManager.h"
 #include "HStringResource.h"
 #include "HostshTestUtil.h"
+#include "graph/SceneInternal.h"
+#include "messages/MessageInternal.h"
 
 using namespace hostshtest;
 

@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "Attribute.h"
 #include "HArgList.h"
 #include "HArgParser.h"
 #include "HDGModifier.h"
@@ -21,6 +20,7 @@
 #include "HString.h"
 #include "HSyntax.h"
 #include "HTransformationMatrix.h"
+#include "graph/Attribute.h"
 
 namespace hostdetail {
 namespace builtin {

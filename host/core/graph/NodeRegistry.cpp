@@ -5,7 +5,7 @@
 
 #include "HFnEnumAttribute.h"
 #include "Node.h"
-#include "SceneFiles.h"
+#include "Placeholders.h"
 
 namespace hostdetail {
 

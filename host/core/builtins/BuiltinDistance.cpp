@@ -4,10 +4,10 @@
 
 #include <cmath>
 
-#include "BuiltinSupport.h"
-#include "CommandRegistry.h"
 #include "HDagPath.h"
 #include "HPoint.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandRegistry.h"
 
 namespace hostdetail {
 namespace builtin {

@@ -18,14 +18,15 @@
 #include <utility>
 #include <vector>
 
-#include "CommandEngine.h"
-#include "CommandRegistry.h"
 #include "HFnPlugin.h"
 #include "HPluginManager.h"
 #include "HStringResource.h"
-#include "MessageInternal.h"
-#include "SceneFiles.h"
-#include "SceneInternal.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandRegistry.h"
+#include "files/SceneFiles.h"
+#include "graph/Placeholders.h"
+#include "graph/SceneInternal.h"
+#include "messages/MessageInternal.h"
 
 #ifndef VELTRA_PLUGIN_DIR
 #define VELTRA_PLUGIN_DIR ""

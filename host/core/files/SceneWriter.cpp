@@ -22,14 +22,14 @@
 #include <sstream>
 #include <string>
 
-#include "BuiltinSupport.h"
-#include "CommandLanguage.h"
 #include "HGlobal.h"
 #include "HIntArray.h"
 #include "HSelectionList.h"
-#include "Node.h"
-#include "PlugAccess.h"
-#include "SceneInternal.h"
+#include "commands/BuiltinSupport.h"
+#include "commands/CommandLanguage.h"
+#include "graph/Node.h"
+#include "graph/PlugAccess.h"
+#include "graph/SceneInternal.h"
 
 namespace hostdetail {
 

@@ -22,15 +22,16 @@
 #include <string>
 #include <vector>
 
-#include "CommandEngine.h"
 #include "HFileIO.h"
 #include "HGlobal.h"
 #include "HSceneMessage.h"
 #include "HSelectionList.h"
-#include "Node.h"
 #include "SceneFiles.h"
-#include "SceneInternal.h"
 #include "SceneWriter.h"
+#include "commands/CommandEngine.h"
+#include "graph/Node.h"
+#include "graph/Placeholders.h"
+#include "graph/SceneInternal.h"
 
 using namespace hostdetail;
 

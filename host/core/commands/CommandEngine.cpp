@@ -19,7 +19,7 @@
 #include "HArgParser.h"
 #include "HGlobal.h"
 #include "HPxCommand.h"
-#include "SceneInternal.h"
+#include "graph/SceneInternal.h"
 
 namespace hostdetail {
 

@@ -1,20 +1,14 @@
 #pragma once
-// What the rest of the host needs to know about scene files being opened:
-// whether one is, the plug-ins its `requires` lines named but could not
-// load, and the placeholder nodes that stand in for those plug-ins' nodes.
+// Placeholder node types: what a scene file's nodes become when the plug-in
+// that provides their type is missing. The scene files note the missing
+// plug-ins while a file opens; the node registry asks here for a type nobody
+// registered; loading the plug-in later turns the nodes into real ones.
 
 #include <string>
 
 #include "SceneInternal.h"
 
 namespace hostdetail {
-
-// True while HFileIO::open runs a file's commands (or rolls them back).
-bool isOpeningSceneFile();
-// The failure of what a file being opened may not do (open another file, a
-// new scene, undo, unload a plug-in): each would reach past the half-built
-// scene to the one that comes back should the file fail.
-HStatus refuseWhileOpening();
 
 // Forgets the plug-ins noted missing by the last file; each open starts so.
 void forgetMissingPlugins();

@@ -8,12 +8,7 @@
 #include <string>
 #include <vector>
 
-<<<<<<< HEAD
-#include "CommandEngine.h"
-#include "CommandRegistry.h"
 #include "Embed.h"
-=======
->>>>>>> 79deeeb
 #include "HIkSystem.h"
 #include "commands/CommandEngine.h"
 #include "commands/CommandRegistry.h"

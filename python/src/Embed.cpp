@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "CommandEngine.h"
+#include "commands/CommandEngine.h"
 #include "PythonCommand.h"
 #include "PythonText.h"
 

@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "CommandEngine.h"
-#include "CommandLanguage.h"
-#include "CommandRegistry.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandLanguage.h"
+#include "commands/CommandRegistry.h"
 #include "HDagPath.h"
 #include "HIkSystem.h"
 #include "HMatrix.h"

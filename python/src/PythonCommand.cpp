@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "CommandEngine.h"
-#include "CommandRegistry.h"
+#include "commands/CommandEngine.h"
+#include "commands/CommandRegistry.h"
 #include "HPxCommand.h"
 #include "HSyntax.h"
 #include "PythonText.h"

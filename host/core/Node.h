@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Attribute.h"
+#include "Connections.h"
 #include "HMatrix.h"
 #include "HObject.h"
 #include "HPlug.h"
@@ -125,8 +126,9 @@ struct Node {
 
   std::unique_ptr<HPxNode> user;
   std::vector<std::pair<std::string, HObject>> links;
-  unsigned incomingConnections = 0;
-  unsigned outgoingConnections = 0;
+  // The connection index's entries into and out of this node.
+  std::vector<std::uint32_t> incoming;
+  std::vector<std::uint32_t> outgoing;
 
   bool isDag() const { return type->isDag; }
   bool alive() const { return lookupKey != 0; }
@@ -153,7 +155,7 @@ struct Scene {
   std::vector<std::unique_ptr<Node>> slots{1};
   std::unordered_map<std::string, Node*> byName;
   std::vector<Node*> roots;  // DAG nodes under the world, in order
-  std::vector<Connection> connections;
+  ConnectionIndex connections;
   std::vector<Listener> listeners;
   int nextListenerId = 1;
   std::uint32_t nextGeneration = 1;
@@ -251,7 +253,7 @@ void invalidateMatrices(Node* node);
 // known to be current, built (or found by its inputs) otherwise.
 HTransformationMatrix buildTransformation(const Node* node);
 inline HTransformationMatrix transformationOf(const Node* node) {
-  if (node->transformCurrent && node->incomingConnections == 0)
+  if (node->transformCurrent && node->incoming.empty())
     return node->transformMemo->entries[node->transformMemo->last].transformation;
   return buildTransformation(node);
 }

@@ -248,24 +248,7 @@ DetachedNodes detachNode(Node* node) {
       notify(Change{ChangeKind::kNodeDeleted, (*it)->object(), nullptr, {}});
     }
   }
-  auto inSubtree = [&](const HObject& object) {
-    Node* n = nodeOf(object);
-    return n && std::find(nodes.begin(), nodes.end(), n) != nodes.end();
-  };
-  std::vector<Connection> kept;
-  for (auto& connection : s.connections) {
-    if (inSubtree(connection.source.node()) || inSubtree(connection.destination.node())) {
-      detached.connections.push_back(connection);
-      if (Node* destination = nodeOf(connection.destination.node())) {
-        destination->incomingConnections--;
-      }
-      if (Node* source = nodeOf(connection.source.node()))
-        source->outgoingConnections--;
-    } else {
-      kept.push_back(connection);
-    }
-  }
-  s.connections.swap(kept);
+  detached.connections = s.connections.removeTouching(nodes);
   if (node->isDag()) {
     auto& siblings = siblingsOf(node);
     auto it = std::find(siblings.begin(), siblings.end(), node);
@@ -332,9 +315,7 @@ HStatus restoreNodes(DetachedNodes& detached) {
     Node* source = nodeOf(connection.source.node());
     if (!source || !destination)
       continue;
-    s.connections.push_back(connection);
-    destination->incomingConnections++;
-    source->outgoingConnections++;
+    s.connections.add(connection, source, destination);
   }
   detached.connections.clear();
   if (hasListeners()) {

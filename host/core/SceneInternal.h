@@ -158,7 +158,10 @@ struct Connection {
   HPlug source;
   HPlug destination;
 };
+// Every connection, oldest first.
 std::vector<Connection> allConnections();
+// The connection whose destination is exactly this plug, if any.
+bool connectionInto(const HPlug& destination, Connection& found);
 HStatus connectPlugs(const HPlug& source, const HPlug& destination);
 HStatus disconnectPlugs(const HPlug& source, const HPlug& destination);
 

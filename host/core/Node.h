@@ -154,6 +154,10 @@ struct Scene {
   // reused: a node deleted for undo keeps its slot and comes back to it.
   std::vector<std::unique_ptr<Node>> slots{1};
   std::unordered_map<std::string, Node*> byName;
+  // Per name stem ("joint" of "joint12"), a number below which every name of
+  // that stem is taken, so that making the next default name does not try
+  // every name the scene already holds.
+  std::unordered_map<std::string, unsigned long> nameHints;
   std::vector<Node*> roots;  // DAG nodes under the world, in order
   ConnectionIndex connections;
   std::vector<Listener> listeners;

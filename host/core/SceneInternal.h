@@ -116,6 +116,8 @@ HStatus renameNode(const HObject& node, const std::string& name, std::string* ch
 HStatus reparentNode(const HObject& node, const HObject& newParent);
 // The name the host would give for a wanted name ("" or taken: next number).
 std::string uniqueNodeName(const std::string& wanted, const std::string& prefix = "node");
+// Tells the name search that a name left the scene (deleted or renamed).
+void releaseNodeName(const std::string& name);
 // New scene: deletes every node (not undoable) and clears the active selection.
 void resetScene();
 

@@ -1,9 +1,18 @@
 // Scene benchmarks: world matrices of a deep joint chain (cold after an edit
 // at the root, and cached), and plug look-up and reads on a handle carrying
-// dynamic attributes, as the solver does them; clearing a scene of many handles.
+// dynamic attributes, as the solver does them; clearing a scene of many
+// handles; and production-size scenes of 1 000 to 100 000 joints in 10-joint
+// chains, each posed by a veltra handle that a separate driver node moves
+// through a connection: moving every driver and solving, saving and opening.
+// The per-handle cost must not grow with the scene.
 
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -17,6 +26,7 @@
 #include "HFnTransform.h"
 #include "HIkSystem.h"
 #include "HPlug.h"
+#include "HPluginManager.h"
 
 namespace {
 
@@ -135,5 +145,132 @@ void BM_NewFileAfter1000Handles(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_NewFileAfter1000Handles)->Unit(benchmark::kMillisecond);
+
+// --- Production-size scenes ---------------------------------------------------
+
+constexpr int kJointsPerChain = 10;
+
+// Resident memory in bytes.
+double residentBytes() {
+  long pages = 0, resident = 0;
+  std::ifstream statm("/proc/self/statm");
+  statm >> pages >> resident;
+  return double(resident) * double(sysconf(_SC_PAGESIZE));
+}
+
+// A scene of `joints` joints in 10-joint chains, each with a veltra handle at
+// its end whose translation a driver transform feeds through a connection.
+struct RigScene {
+  std::vector<HFnTransform> drivers;
+  double bytesPerJoint = 0.0;
+};
+
+RigScene buildRigScene(int joints) {
+  HFileIO::newFile(true);
+  HStatus loaded;
+  HPluginManager::load("veltra", &loaded);
+  const double before = residentBytes();
+  RigScene rig;
+  HFnDependencyNode fnSolver;
+  const HObject solver = fnSolver.create("veltra");
+  HDGModifier connections;
+  for (int c = 0; c < joints / kJointsPerChain; ++c) {
+    HObject parent;
+    HObject root;
+    for (int i = 0; i < kJointsPerChain; ++i) {
+      HFnIkJoint fn;
+      const HObject joint = fn.create(parent);
+      fn.setTranslation(i == 0 ? HVector(3.0 * (c % 100), 0.0, 3.0 * (c / 100))
+                               : HVector(0.0, -1.0, i % 2 ? 0.15 : 0.0),
+                        HSpace::kTransform);
+      if (i == 0)
+        root = joint;
+      parent = joint;
+    }
+    HDagPath start, end;
+    HDagPath::getAPathTo(root, start);
+    HDagPath::getAPathTo(parent, end);
+    HFnIkHandle fnHandle;
+    const HObject handle = fnHandle.create(start, end);
+    fnHandle.setSolver(solver);
+    HFnTransform driver;
+    driver.create();
+    driver.setTranslation(HVector(3.0 * (c % 100), -8.0, 3.0 * (c / 100) + 1.0),
+                          HSpace::kTransform);
+    connections.connect(HFnDependencyNode(driver.object()).findPlug("translate"),
+                        HFnDependencyNode(handle).findPlug("translate"));
+    rig.drivers.push_back(driver);
+  }
+  connections.doIt();
+  HIkSystem::evaluate();  // the first solves capture the rest poses
+  rig.bytesPerJoint = (residentBytes() - before) / joints;
+  return rig;
+}
+
+// Moves every driver a little and solves every handle.
+void BM_MoveDriversAndSolve(benchmark::State& state) {
+  const int joints = int(state.range(0));
+  RigScene rig = buildRigScene(joints);
+  double t = 0.0;
+  for (auto _ : state) {
+    t += 0.01;
+    for (HFnTransform& driver : rig.drivers) {
+      HVector at = driver.translation(HSpace::kTransform);
+      at.y = -8.0 + 0.5 * std::sin(t);
+      driver.setTranslation(at, HSpace::kTransform);
+    }
+    HIkSystem::evaluate();
+  }
+  const double handles = double(rig.drivers.size());
+  state.counters["handles"] = handles;
+  state.counters["per_handle"] = benchmark::Counter(
+      handles, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  state.counters["bytes_per_joint"] = rig.bytesPerJoint;
+  HFileIO::newFile(true);
+}
+BENCHMARK(BM_MoveDriversAndSolve)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(2.0);
+
+std::string sceneFile(int joints) {
+  return "/tmp/bench_scene_" + std::to_string(getpid()) + "_" + std::to_string(joints) + ".hsa";
+}
+
+void BM_SaveScene(benchmark::State& state) {
+  const int joints = int(state.range(0));
+  buildRigScene(joints);
+  const std::string path = sceneFile(joints);
+  for (auto _ : state)
+    HFileIO::saveAs(HString(path.c_str()));
+  std::remove(path.c_str());
+  HFileIO::newFile(true);
+}
+BENCHMARK(BM_SaveScene)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
+
+void BM_OpenScene(benchmark::State& state) {
+  const int joints = int(state.range(0));
+  buildRigScene(joints);
+  const std::string path = sceneFile(joints);
+  HFileIO::saveAs(HString(path.c_str()));
+  HFileIO::newFile(true);
+  for (auto _ : state)
+    HFileIO::open(HString(path.c_str()));
+  std::remove(path.c_str());
+  HFileIO::newFile(true);
+}
+BENCHMARK(BM_OpenScene)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
 
 }  // namespace

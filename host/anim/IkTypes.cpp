@@ -66,7 +66,7 @@ HStatus readThree(const Node* node, const char* firstLeaf, double out[3]) {
     return invalid("Node lacks the attribute");
   for (int i = 0; i < 3; ++i)
     out[i] = node->values.numbers[size_t(slot + i)];
-  if (node->incomingConnections) {
+  if (!node->incoming.empty()) {
     // Connected components read their sources.
     for (int i = 0; i < 3; ++i) {
       const Attribute* leaf = staticLeafAt(node->type, slot + i);

@@ -191,17 +191,6 @@ class GetAttrCommand : public Command {
 // ---------------------------------------------------------------------------
 // connectAttr [-f] SRC DST, disconnectAttr SRC DST
 
-// The connection whose destination is exactly this plug, if any.
-bool connectionInto(const HPlug& destination, Connection& found) {
-  for (const Connection& connection : allConnections()) {
-    if (connection.destination == destination) {
-      found = connection;
-      return true;
-    }
-  }
-  return false;
-}
-
 bool valuePlug(const HPlug& plug, std::string& error) {
   PlugRef ref;
   PlugState state = resolve(plug, ref);

@@ -81,19 +81,11 @@ HStatus removeDynamicAttribute(Node* node, const Attribute* def, RemovedAttribut
   if (hasListeners())
     notify(Change{ChangeKind::kAttributeRemoved, node->object(), def, {}});
   Scene& s = scene();
-  std::vector<Connection> kept, removed;
-  for (auto& connection : s.connections) {
-    if (belongsTo(connection.source, node, def) || belongsTo(connection.destination, node, def)) {
-      removed.push_back(connection);
-      if (Node* d = nodeOf(connection.destination.node()))
-        d->incomingConnections--;
-      if (Node* src = nodeOf(connection.source.node()))
-        src->outgoingConnections--;
-    } else {
-      kept.push_back(connection);
-    }
-  }
-  s.connections.swap(kept);
+  std::vector<Connection> removed =
+      s.connections.removeTouching({node}, [&](const Connection& connection) {
+        return belongsTo(connection.source, node, def) ||
+               belongsTo(connection.destination, node, def);
+      });
   unindexDynamic(node, *def);
   std::shared_ptr<Attribute> owned = it->def;
   owned->ownerSlot = 0;
@@ -125,9 +117,7 @@ HStatus restoreDynamicAttribute(Node* node, RemovedAttribute& saved) {
     Node* src = nodeOf(connection.source.node());
     if (!d || !src)
       continue;
-    scene().connections.push_back(connection);
-    d->incomingConnections++;
-    src->outgoingConnections++;
+    scene().connections.add(connection, src, d);
   }
   saved.connections.clear();
   return ok();

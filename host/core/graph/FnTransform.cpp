@@ -24,7 +24,7 @@ namespace {
 
 // A transform component, read through a connection when the node has any.
 double componentValue(const Node* node, int slot) {
-  if (node->incomingConnections == 0)
+  if (node->incoming.empty())
     return node->values.numbers[size_t(slot)];
   const Attribute* leaf = staticLeafAt(node->type, slot);
   if (!leaf)
@@ -40,7 +40,7 @@ double componentValue(const Node* node, int slot) {
 #define HOT_INLINE [[gnu::always_inline]] inline
 
 HOT_INLINE void components(const Node* node, int slot, double out[3]) {
-  if (node->incomingConnections == 0) {
+  if (node->incoming.empty()) {
     std::memcpy(out, node->values.numbers.data() + slot, 3 * sizeof(double));
     return;
   }
@@ -120,7 +120,7 @@ HTransformationMatrix buildTransformation(const Node* node) {
   const double* values;
   const double* jointOrient;
   TransformMemo::Inputs read;
-  if (node->incomingConnections == 0) {
+  if (node->incoming.empty()) {
     values = node->values.numbers.data();
     jointOrient = jointOrientSlot >= 0 ? values + jointOrientSlot : kNoJointOrient;
   } else {
@@ -140,7 +140,7 @@ HTransformationMatrix buildTransformation(const Node* node) {
     if (sameBits<kTransformInputs>(key.transform, values) &&
         sameBits<3>(key.jointOrient, jointOrient)) {
       memo.last = e;
-      node->transformCurrent = node->incomingConnections == 0;
+      node->transformCurrent = node->incoming.empty();
       return memo.entries[e].transformation;
     }
   }
@@ -166,7 +166,7 @@ HTransformationMatrix buildTransformation(const Node* node) {
   memo.last = e;
   if (memo.filled < 2)
     ++memo.filled;
-  node->transformCurrent = node->incomingConnections == 0;
+  node->transformCurrent = node->incoming.empty();
   return tm;
 }
 
@@ -224,7 +224,7 @@ bool setTransformValue(Node* node, int slot, double value) {
   const Attribute* leaf = staticLeafAt(node->type, slot);
   if (!leaf)
     return false;
-  if (node->incomingConnections) {
+  if (!node->incoming.empty()) {
     HPlug plug(node->object(),
                HObject::fromAttribute(const_cast<Attribute*>(leaf)->shared_from_this()));
     return writeNumber(plug, value).statusCode() == HStatus::kSuccess;
@@ -236,7 +236,7 @@ bool setTransformValue(Node* node, int slot, double value) {
 }
 
 bool setTransformValues(Node* node, int slot, const double values[3]) {
-  if (node->incomingConnections) {
+  if (!node->incoming.empty()) {
     bool allWritten = true;
     for (int i = 0; i < 3; ++i)
       allWritten = setTransformValue(node, slot + i, values[i]) && allWritten;
@@ -529,7 +529,7 @@ HQuaternion HFnTransform::rotateOrientation(HSpace::Space, HStatus* status) cons
   // without a call while the remembered angles are the node's own.
   if (!status) {
     const Node* node = dagNodeOf(fObject);
-    if (node && node->incomingConnections == 0 && node->transformMemo) {
+    if (node && node->incoming.empty() && node->transformMemo) {
       const TransformMemo::Orientation& memo = node->transformMemo->rotateAxis;
       if (memo.filled && sameBits<3>(memo.angles, node->values.numbers.data() + kSlotRotateAxis))
         return memo.quaternion;

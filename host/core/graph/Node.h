@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Attribute.h"
+#include "Connections.h"
 #include "HMatrix.h"
 #include "HObject.h"
 #include "HPlug.h"
@@ -125,8 +126,9 @@ struct Node {
 
   std::unique_ptr<HPxNode> user;
   std::vector<std::pair<std::string, HObject>> links;
-  unsigned incomingConnections = 0;
-  unsigned outgoingConnections = 0;
+  // The connection index's entries into and out of this node.
+  std::vector<std::uint32_t> incoming;
+  std::vector<std::uint32_t> outgoing;
 
   bool isDag() const { return type->isDag; }
   bool alive() const { return lookupKey != 0; }
@@ -152,8 +154,12 @@ struct Scene {
   // reused: a node deleted for undo keeps its slot and comes back to it.
   std::vector<std::unique_ptr<Node>> slots{1};
   std::unordered_map<std::string, Node*> byName;
+  // Per name stem ("joint" of "joint12"), a number below which every name of
+  // that stem is taken, so that making the next default name does not try
+  // every name the scene already holds.
+  std::unordered_map<std::string, unsigned long> nameHints;
   std::vector<Node*> roots;  // DAG nodes under the world, in order
-  std::vector<Connection> connections;
+  ConnectionIndex connections;
   std::vector<Listener> listeners;
   int nextListenerId = 1;
   std::uint32_t nextGeneration = 1;
@@ -251,7 +257,7 @@ void invalidateMatrices(Node* node);
 // known to be current, built (or found by its inputs) otherwise.
 HTransformationMatrix buildTransformation(const Node* node);
 inline HTransformationMatrix transformationOf(const Node* node) {
-  if (node->transformCurrent && node->incomingConnections == 0)
+  if (node->transformCurrent && node->incoming.empty())
     return node->transformMemo->entries[node->transformMemo->last].transformation;
   return buildTransformation(node);
 }

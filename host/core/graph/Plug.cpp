@@ -119,7 +119,7 @@ bool isLockedEffective(const PlugRef& ref, const std::vector<unsigned>& indices,
 // The source plug whose value a destination plug (or a plug below one) reads.
 bool connectedSource(const HPlug& plug, HPlug& source) {
   Node* node = nodeOf(Attribute::nodeObjectOf(plug));
-  if (!node || node->incomingConnections == 0)
+  if (!node || node->incoming.empty())
     return false;
   // Walk from the plug up to its top, remembering the steps taken.
   struct Step {
@@ -129,19 +129,17 @@ bool connectedSource(const HPlug& plug, HPlug& source) {
   std::vector<Step> steps;
   HPlug current = plug;
   for (unsigned guard = 0; guard < 64; ++guard) {
-    for (auto& connection : scene().connections) {
-      if (connection.destination == current) {
-        HPlug mapped = connection.source;
-        for (auto it = steps.rbegin(); it != steps.rend(); ++it) {
-          HStatus status;
-          mapped = it->element ? mapped.elementByLogicalIndex(it->index, &status)
-                               : mapped.child(it->index, &status);
-          if (status.statusCode() != HStatus::kSuccess)
-            return false;
-        }
-        source = mapped;
-        return true;
+    if (const Connection* connection = scene().connections.into(node, current)) {
+      HPlug mapped = connection->source;
+      for (auto it = steps.rbegin(); it != steps.rend(); ++it) {
+        HStatus status;
+        mapped = it->element ? mapped.elementByLogicalIndex(it->index, &status)
+                             : mapped.child(it->index, &status);
+        if (status.statusCode() != HStatus::kSuccess)
+          return false;
       }
+      source = mapped;
+      return true;
     }
     HStatus status;
     if (current.isElement()) {
@@ -235,26 +233,24 @@ void afterWrite(Node* node, const Attribute* attribute) {
   // matrix and listener down the connections must hear, not only the first
   // hop (a driver feeding a node that feeds a handle moves the handle too).
   // Connections cannot form a cycle, but each node is visited once anyway.
-  if (node->outgoingConnections) {
+  if (!node->outgoing.empty()) {
     std::vector<Node*> sources{node};
     for (size_t next = 0; next < sources.size(); ++next) {
-      for (auto& connection : scene().connections) {
-        if (nodeOf(connection.source.node()) != sources[next])
-          continue;
+      scene().connections.forEachOutgoing(sources[next], [&](const Connection& connection) {
         Node* destination = nodeOf(connection.destination.node());
         const Attribute* target = connection.destination.attribute().attributeDef().get();
         if (!destination || !target)
-          continue;
+          return;
         bool matrix = false;
         for (const Attribute* a = target; a; a = a->parent)
           matrix = matrix || a->affectsMatrix;
         if (matrix || !target->children.empty())
           invalidateMatrices(destination);
         notifyValue(destination, target);
-        if (destination->outgoingConnections &&
+        if (!destination->outgoing.empty() &&
             std::find(sources.begin(), sources.end(), destination) == sources.end())
           sources.push_back(destination);
-      }
+      });
     }
   }
   notifyValue(node, attribute);
@@ -395,14 +391,15 @@ bool plugReaches(const HPlug& from, const HPlug& target, unsigned depth) {
   // Would target read (through connections) from from? Guards against cycles.
   if (depth > 32)
     return true;
-  for (auto& connection : scene().connections) {
-    if (connection.destination.node() == from.node() && connection.source.node() == target.node())
-      return true;
-    if (connection.destination.node() == from.node() &&
-        plugReaches(connection.source, target, depth + 1))
-      return true;
-  }
-  return false;
+  const Node* node = nodeOf(from.node());
+  if (!node)
+    return false;
+  bool reaches = false;
+  scene().connections.forEachIncoming(node, [&](const Connection& connection) {
+    reaches = reaches || connection.source.node() == target.node() ||
+              plugReaches(connection.source, target, depth + 1);
+  });
+  return reaches;
 }
 
 }  // namespace
@@ -427,34 +424,29 @@ HStatus connectPlugs(const HPlug& source, const HPlug& destination) {
       return invalid("A node cannot feed itself");
     return invalid("The connection would make a cycle");
   }
-  scene().connections.push_back(Connection{source, destination});
-  d.node->incomingConnections++;
-  s.node->outgoingConnections++;
+  scene().connections.add(Connection{source, destination}, s.node, d.node);
   afterWrite(d.node, d.attribute);
   return ok();
 }
 
 HStatus disconnectPlugs(const HPlug& source, const HPlug& destination) {
-  auto& list = scene().connections;
-  for (auto it = list.begin(); it != list.end(); ++it) {
-    if (it->source == source && it->destination == destination) {
-      list.erase(it);
-      Node* d = nodeOf(destination.node());
-      Node* s = nodeOf(source.node());
-      if (s)
-        s->outgoingConnections--;
-      if (d) {
-        d->incomingConnections--;
-        afterWrite(d, destination.attribute().attributeDef().get());
-      }
-      return ok();
-    }
-  }
-  return invalid("Plugs are not connected");
+  if (!scene().connections.remove(source, destination))
+    return invalid("Plugs are not connected");
+  if (Node* d = nodeOf(destination.node()))
+    afterWrite(d, destination.attribute().attributeDef().get());
+  return ok();
 }
 
 std::vector<Connection> allConnections() {
-  return scene().connections;
+  return scene().connections.all();
+}
+
+bool connectionInto(const HPlug& destination, Connection& found) {
+  const Node* node = nodeOf(destination.node());
+  const Connection* connection = node ? scene().connections.into(node, destination) : nullptr;
+  if (connection)
+    found = *connection;
+  return connection != nullptr;
 }
 
 // ---------------------------------------------------------------------------
@@ -891,28 +883,28 @@ HStatus HPlug::setLocked(bool locked) const {
 
 bool HPlug::isConnected(HStatus* status) const {
   setOk(status);
-  for (auto& connection : scene().connections) {
-    if (connection.source == *this || connection.destination == *this)
-      return true;
-  }
-  return false;
+  const Node* node = nodeOf(fNode);
+  if (!node)
+    return false;
+  if (scene().connections.into(node, *this))
+    return true;
+  bool source = false;
+  scene().connections.forEachOutgoing(
+      node, [&](const Connection& connection) { source = source || connection.source == *this; });
+  return source;
 }
 
 bool HPlug::isDestination(HStatus* status) const {
   setOk(status);
-  for (auto& connection : scene().connections) {
-    if (connection.destination == *this)
-      return true;
-  }
-  return false;
+  const Node* node = nodeOf(fNode);
+  return node && scene().connections.into(node, *this);
 }
 
 HPlug HPlug::source(HStatus* status) const {
-  for (auto& connection : scene().connections) {
-    if (connection.destination == *this) {
-      setOk(status);
-      return connection.source;
-    }
+  const Node* node = nodeOf(fNode);
+  if (const Connection* connection = node ? scene().connections.into(node, *this) : nullptr) {
+    setOk(status);
+    return connection->source;
   }
   setStatus(status, invalid("Plug is not a destination"));
   return HPlug();

@@ -65,7 +65,7 @@ struct Entry {
 // every solve.
 bool readStoredEntries(const HPlug& plug, const RampChildren& c, std::vector<Entry>& entries) {
   PlugRef ref;
-  if (resolve(plug, ref) != PlugState::kArray || ref.node->incomingConnections != 0)
+  if (resolve(plug, ref) != PlugState::kArray || !ref.node->incoming.empty())
     return false;
   const Block* block = findBlock(ref, plugIndices(plug), false);
   if (!block)

@@ -133,27 +133,60 @@ bool isValidNodeName(const std::string& name) {
 
 }  // namespace
 
+namespace {
+
+// "joint12" is stem "joint" and number 12; a name without trailing digits
+// (or only digits) has no number.
+bool splitName(const std::string& name, std::string& stem, unsigned long& number) {
+  size_t digits = name.size();
+  while (digits > 0 && std::isdigit(static_cast<unsigned char>(name[digits - 1])))
+    --digits;
+  if (digits == name.size() || digits == 0)
+    return false;
+  stem = name.substr(0, digits);
+  number = std::stoul(name.substr(digits, 9));
+  return true;
+}
+
+}  // namespace
+
 std::string uniqueNodeName(const std::string& wanted, const std::string& prefix) {
   Scene& s = scene();
   if (!wanted.empty() && s.byName.find(wanted) == s.byName.end())
     return wanted;
   std::string stem = wanted.empty() ? prefix : wanted;
   // A taken "joint3" continues as "joint4", "joint5"...; a taken "arm" as "arm1".
-  size_t digits = stem.size();
-  while (digits > 0 && std::isdigit(static_cast<unsigned char>(stem[digits - 1])))
-    --digits;
   unsigned long start = 1;
-  if (digits < stem.size() && digits > 0) {
-    start = std::stoul(stem.substr(digits, 9)) + 1;
-    stem.resize(digits);
+  std::string numberedStem;
+  unsigned long number = 0;
+  if (splitName(stem, numberedStem, number)) {
+    start = number + 1;
+    stem = numberedStem;
   }
   if (stem.empty())
     stem = "node";
-  for (unsigned long n = start;; ++n) {
+  // Every number below the stem's hint is taken: start there when it is higher.
+  unsigned long& hint = s.nameHints[stem];
+  const bool fromHint = hint > start;
+  for (unsigned long n = fromHint ? hint : start;; ++n) {
     std::string candidate = stem + std::to_string(n);
-    if (s.byName.find(candidate) == s.byName.end())
+    if (s.byName.find(candidate) == s.byName.end()) {
+      if (fromHint || start <= std::max(hint, 1UL))
+        hint = n;
       return candidate;
+    }
   }
+}
+
+void releaseNodeName(const std::string& name) {
+  Scene& s = scene();
+  std::string stem;
+  unsigned long number = 0;
+  if (!splitName(name, stem, number))
+    return;
+  auto hint = s.nameHints.find(stem);
+  if (hint != s.nameHints.end() && number < hint->second)
+    hint->second = number;
 }
 
 // ---------------------------------------------------------------------------
@@ -248,24 +281,7 @@ DetachedNodes detachNode(Node* node) {
       notify(Change{ChangeKind::kNodeDeleted, (*it)->object(), nullptr, {}});
     }
   }
-  auto inSubtree = [&](const HObject& object) {
-    Node* n = nodeOf(object);
-    return n && std::find(nodes.begin(), nodes.end(), n) != nodes.end();
-  };
-  std::vector<Connection> kept;
-  for (auto& connection : s.connections) {
-    if (inSubtree(connection.source.node()) || inSubtree(connection.destination.node())) {
-      detached.connections.push_back(connection);
-      if (Node* destination = nodeOf(connection.destination.node())) {
-        destination->incomingConnections--;
-      }
-      if (Node* source = nodeOf(connection.source.node()))
-        source->outgoingConnections--;
-    } else {
-      kept.push_back(connection);
-    }
-  }
-  s.connections.swap(kept);
+  detached.connections = s.connections.removeTouching(nodes);
   if (node->isDag()) {
     auto& siblings = siblingsOf(node);
     auto it = std::find(siblings.begin(), siblings.end(), node);
@@ -277,8 +293,10 @@ DetachedNodes detachNode(Node* node) {
   }
   for (Node* n : nodes) {
     auto named = s.byName.find(n->name);
-    if (named != s.byName.end() && named->second == n)
+    if (named != s.byName.end() && named->second == n) {
       s.byName.erase(named);
+      releaseNodeName(n->name);
+    }
     n->setAlive(false);
     detached.slots.push_back(n->slot);
   }
@@ -332,9 +350,7 @@ HStatus restoreNodes(DetachedNodes& detached) {
     Node* source = nodeOf(connection.source.node());
     if (!source || !destination)
       continue;
-    s.connections.push_back(connection);
-    destination->incomingConnections++;
-    source->outgoingConnections++;
+    s.connections.add(connection, source, destination);
   }
   detached.connections.clear();
   if (hasListeners()) {
@@ -379,6 +395,7 @@ HStatus renameNode(const HObject& object, const std::string& name, std::string* 
   Scene& s = scene();
   if (name != node->name) {
     s.byName.erase(node->name);
+    releaseNodeName(node->name);
     node->name = uniqueNodeName(name, node->type->namePrefix);
     s.byName[node->name] = node;
   }

@@ -116,6 +116,8 @@ HStatus renameNode(const HObject& node, const std::string& name, std::string* ch
 HStatus reparentNode(const HObject& node, const HObject& newParent);
 // The name the host would give for a wanted name ("" or taken: next number).
 std::string uniqueNodeName(const std::string& wanted, const std::string& prefix = "node");
+// Tells the name search that a name left the scene (deleted or renamed).
+void releaseNodeName(const std::string& name);
 // New scene: deletes every node (not undoable) and clears the active selection.
 void resetScene();
 
@@ -158,7 +160,10 @@ struct Connection {
   HPlug source;
   HPlug destination;
 };
+// Every connection, oldest first.
 std::vector<Connection> allConnections();
+// The connection whose destination is exactly this plug, if any.
+bool connectionInto(const HPlug& destination, Connection& found);
 HStatus connectPlugs(const HPlug& source, const HPlug& destination);
 HStatus disconnectPlugs(const HPlug& source, const HPlug& destination);
 

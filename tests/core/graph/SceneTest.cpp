@@ -66,6 +66,22 @@ TEST_F(NodeLifetimeTest, NamesAreUniqueAndFollowTheType) {
   EXPECT_FALSE(succeeded(status));
   hostdetail::createNode("noSuchType", "", HObject(), &status);
   EXPECT_FALSE(succeeded(status));
+
+  // A freed name is the first one taken again, whether its node was deleted
+  // or renamed, and a taken numbered name continues above its own number.
+  std::vector<HObject> joints{j1};
+  for (int i = 0; i < 5; ++i)
+    joints.push_back(create("joint"));
+  EXPECT_EQ(hostdetail::nodeName(joints.back()), "joint5");
+  hostdetail::deleteNode(joints[2]);                       // joint2
+  HFnDependencyNode(joints[4]).setName("elbow", &status);  // joint4
+  EXPECT_EQ(hostdetail::nodeName(create("joint")), "joint2");
+  EXPECT_EQ(hostdetail::nodeName(create("joint")), "joint4");
+  EXPECT_EQ(hostdetail::nodeName(create("joint")), "joint6");
+  EXPECT_EQ(hostdetail::nodeName(create("joint", "joint3")), "joint7");
+  hostdetail::deleteNode(joints[1]);  // joint1
+  EXPECT_EQ(hostdetail::nodeName(create("joint", "joint3")), "joint8");
+  EXPECT_EQ(hostdetail::nodeName(create("joint")), "joint1");
 }
 
 TEST_F(NodeLifetimeTest, TypesReportTheirFunctionSets) {

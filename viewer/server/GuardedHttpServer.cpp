@@ -104,6 +104,10 @@ class ConnectionStream : public httplib::Stream {
   std::size_t fEnd = 0;
 };
 
+// Each connection is served on one thread, so a flag per thread is one per
+// connection while a request is handled.
+thread_local bool tCloseAfterResponse = false;
+
 void closeSocket(socket_t sock) {
   shutdown(sock, SHUT_RDWR);
   close(sock);
@@ -117,6 +121,14 @@ GuardedHttpServer::GuardedHttpServer(int maxConnections, int idleSeconds)
   // waits for one of the open ones to end.
   const int workers = maxConnections + 4;
   new_task_queue = [workers] { return new httplib::ThreadPool(std::size_t(workers)); };
+}
+
+void GuardedHttpServer::closeAfterResponse() {
+  tCloseAfterResponse = true;
+}
+
+void GuardedHttpServer::widenBacklog() {
+  ::listen(svr_sock_, SOMAXCONN);
 }
 
 bool GuardedHttpServer::waitForRequest(socket_t sock, bool buffered) const {
@@ -154,8 +166,9 @@ bool GuardedHttpServer::process_and_close_socket(socket_t sock) {
       break;
     }
     bool closed = false;
+    tCloseAfterResponse = false;
     ok = process_request(stream, false, closed, [](httplib::Request&) {});
-    if (!ok || closed)
+    if (!ok || closed || tCloseAfterResponse)
       break;
   }
   closeSocket(sock);

@@ -18,6 +18,12 @@ class GuardedHttpServer : public httplib::Server {
   // Receives one line per connection refused or closed for idleness.
   std::function<void(const std::string&)> onRefusal;
   int openConnections() const { return fOpen.load(); }
+  // httplib listens with a backlog of 5, so a burst of connections waits
+  // seconds for SYN retries; after binding, this lets the kernel queue more.
+  void widenBacklog();
+  // Called from a handler: the connection closes after this response (httplib
+  // keeps it open even after a request it could not read).
+  static void closeAfterResponse();
 
  private:
   // Replaces httplib's own loop (a virtual of the base) to add the limits.

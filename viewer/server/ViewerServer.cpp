@@ -106,8 +106,9 @@ void ViewerServer::Impl::logRefusal(const std::string& line) {
 void ViewerServer::Impl::refuse(const httplib::Request& request, httplib::Response& response,
                                 int status, const std::string& reason) {
   // The path only: the query may hold a token.
-  logRefusal(std::to_string(status) + " " + request.method + " " + request.path + " from " +
-             request.remote_addr + ": " + reason);
+  const std::string what = request.method.empty() ? "request" : request.method + " " + request.path;
+  logRefusal(std::to_string(status) + " " + what + " from " +
+             (request.remote_addr.empty() ? "a client" : request.remote_addr) + ": " + reason);
   response.status = status;
   response.set_content(jsonText({{"ok", false}, {"error", reason}}), "application/json");
 }
@@ -264,6 +265,9 @@ void ViewerServer::Impl::installRoutes() {
     if (!response.body.empty())
       return;
     const int status = response.status;
+    // After a request it could not read, the stream's framing is lost.
+    if (status == 400)
+      GuardedHttpServer::closeAfterResponse();
     refuse(request, response, status, reasonFor(status));
   });
   fHttp.set_exception_handler(
@@ -295,6 +299,7 @@ bool ViewerServer::Impl::start(std::string& error) {
     error = "cannot listen on " + fOptions.address + ":" + std::to_string(fOptions.port);
     return false;
   }
+  fHttp.widenBacklog();
   fAllowedHosts = allowedHosts(fOptions.address, fPort);
   fThread = std::thread([this] { fHttp.listen_after_bind(); });
   // stop() only stops a server that has started listening.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
-# build tool, GoogleTest/GoogleMock, Google Benchmark, clang-format and valgrind. When everything is
+# build tool, GoogleTest/GoogleMock, Google Benchmark, clang-format, valgrind, and for the viewport
+# cpp-httplib, nlohmann-json, node, npm and chromium. When everything is
 # there it only looks (no network, well under a second). When something is missing it installs it
 # as root, or otherwise names the missing Debian packages and fails.
 set -euo pipefail
@@ -36,6 +37,13 @@ need_tool valgrind valgrind
 need_pkg libgtest-dev
 need_pkg libgmock-dev
 need_pkg libbenchmark-dev
+# The live viewport (hostsh --serve): its HTTP server and JSON libraries, node and
+# npm for three.js and the browser test, and the browser the test drives.
+need_pkg libcpp-httplib-dev
+need_pkg nlohmann-json3-dev
+need_tool node nodejs
+need_tool npm npm
+need_tool chromium chromium
 
 if [[ ${#missing[@]} -eq 0 ]]; then
   exit 0

@@ -40,25 +40,40 @@ function runCommand(text, { undoable = true, withScene = true } = {}) {
     if (reply.scene) showScene(reply.scene);
     return reply;
   };
-  const result = commandChain.then(run, run);
+  const result = Promise.all([commandChain, previewsDone]).then(run, run);
   commandChain = result.catch(() => {});
   return result;
 }
 
+// Two previews may be on their way at once, so that the round trip does not
+// set the pace; the host runs them in turn and the page shows the newest
+// version it is sent.
+const kPreviewsInFlight = 2;
+let previewsInFlight = 0;
+let previewsDone = Promise.resolve();
+
 function previewCommand(text) {
-  const waiting = pendingPreview !== null;
   pendingPreview = text;
-  if (waiting) return;
-  commandChain = commandChain.then(async () => {
-    const latest = pendingPreview;
-    pendingPreview = null;
+  if (previewsInFlight >= kPreviewsInFlight) return;
+  sendPreview();
+}
+
+function sendPreview() {
+  const latest = pendingPreview;
+  pendingPreview = null;
+  previewsInFlight++;
+  const sent = commandChain.then(async () => {
     const reply = await api('/api/command?undoable=0&scene=1', {
       method: 'POST', headers: { 'Content-Type': 'text/plain' }, body: latest,
     });
     if (reply.scene) showScene(reply.scene);
     if (!reply.ok) showOutput(latest, reply);
     countUpdate();
-  }).catch(() => {});
+  }).catch(() => {}).finally(() => {
+    previewsInFlight--;
+    if (pendingPreview !== null) sendPreview();
+  });
+  previewsDone = Promise.all([previewsDone, sent]);
 }
 
 let refreshing = false;
@@ -82,7 +97,7 @@ function formatNumber(value) {
 // Drawing
 
 const view = document.getElementById('view');
-const renderer = new THREE.WebGLRenderer({ antialias: true, preserveDrawingBuffer: true });
+const renderer = new THREE.WebGLRenderer({ antialias: false, preserveDrawingBuffer: true });
 renderer.setPixelRatio(1);
 view.appendChild(renderer.domElement);
 const labelRenderer = new CSS2DRenderer();
@@ -91,6 +106,9 @@ labelRenderer.domElement.style.top = '0';
 labelRenderer.domElement.style.pointerEvents = 'none';
 view.appendChild(labelRenderer.domElement);
 
+// Drawn only when something changed: without a GPU a frame is expensive, and
+// idle frames would hold up the replies a drag is waiting for.
+let needsRender = true;
 const scene3d = new THREE.Scene();
 scene3d.background = new THREE.Color(0xf7f8fa);
 const camera = new THREE.PerspectiveCamera(40, 1, 0.01, 1000);
@@ -202,6 +220,7 @@ function showScene(scene) {
   }
   updatePanel();
   updateStatus();
+  needsRender = true;
 }
 
 function drawHandle(node, p, r) {
@@ -253,14 +272,18 @@ function resize() {
   labelRenderer.setSize(width, height);
   camera.aspect = width / Math.max(height, 1);
   camera.updateProjectionMatrix();
+  needsRender = true;
 }
 window.addEventListener('resize', resize);
 resize();
 
+orbit.addEventListener('change', () => { needsRender = true; });
 function animate() {
-  orbit.update();
-  renderer.render(scene3d, camera);
-  labelRenderer.render(scene3d, camera);
+  if (needsRender) {
+    needsRender = false;
+    renderer.render(scene3d, camera);
+    labelRenderer.render(scene3d, camera);
+  }
   requestAnimationFrame(animate);
 }
 requestAnimationFrame(animate);
@@ -461,7 +484,9 @@ commandInput.addEventListener('keydown', (event) => {
 const status = document.getElementById('status');
 let connected = false;
 const updateTimes = [];
+let updateCount = 0;
 function countUpdate() {
+  updateCount++;
   const now = performance.now();
   updateTimes.push(now);
   while (updateTimes.length && now - updateTimes[0] > 1000) updateTimes.shift();
@@ -484,6 +509,7 @@ refreshScene();
 window.viewer = {
   get scene() { return current; },
   get updatesPerSecond() { return updateTimes.length; },
+  get updateCount() { return updateCount; },
   get idle() { return pendingPreview === null && !drag; },
   screenPosition(name) {
     const node = byName.get(name);
@@ -492,5 +518,5 @@ window.viewer = {
     const rect = renderer.domElement.getBoundingClientRect();
     return { x: rect.left + (p.x + 1) / 2 * rect.width, y: rect.top + (1 - p.y) / 2 * rect.height };
   },
-  settled() { return commandChain; },
+  settled() { return Promise.all([commandChain, previewsDone]); },
 };

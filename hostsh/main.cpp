@@ -12,6 +12,9 @@
 #include "HIkSystem.h"
 #include "commands/CommandEngine.h"
 #include "commands/CommandRegistry.h"
+#ifdef HOSTSH_VIEWER
+#include "ServeMain.h"
+#endif
 
 namespace {
 
@@ -31,6 +34,7 @@ void printUsage(std::ostream& out) {
          "Options:\n"
          "  -c COMMANDS  run a command string\n"
          "  -h, --help   show this help and the host's commands\n"
+         "  --serve      serve a live viewport in the browser (hostsh --serve --help)\n"
          "\n"
          "Exit status: 0 when every command succeeded, 1 when one failed, 2 for bad usage.\n"
          "Plug-ins named without a path are searched as NAME.so in HOST_PLUGIN_PATH\n"
@@ -88,6 +92,17 @@ int run(int argc, char** argv) {
     bool isCommandString;
     std::string text;
   };
+  for (int i = 1; i < argc; ++i) {
+    if (std::string(argv[i]) == "--serve") {
+#ifdef HOSTSH_VIEWER
+      return viewer::serveMain(argc, argv);
+#else
+      std::cerr << "hostsh: this build has no viewer (--serve)\n";
+      return kExitUsage;
+#endif
+    }
+  }
+
   std::vector<Step> steps;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
-# build tool, GoogleTest/GoogleMock, Google Benchmark, clang-format, valgrind, and for hostpy Debian's
-# Python 3 with its headers, pybind11, NumPy and pytest. When everything is
+# build tool, GoogleTest/GoogleMock, Google Benchmark, clang-format, valgrind, for hostpy Debian's
+# Python 3 with its headers, pybind11, NumPy and pytest, and for the viewport cpp-httplib,
+# nlohmann-json, node, npm and chromium. When everything is
 # there it only looks (no network, well under a second). When something is missing it installs it
 # as root, or otherwise names the missing Debian packages and fails.
 set -euo pipefail
@@ -43,6 +44,13 @@ need_pkg python3-dev
 need_pkg pybind11-dev
 need_pkg python3-numpy
 need_pkg python3-pytest
+# The live viewport (hostsh --serve): its HTTP server and JSON libraries, node and
+# npm for three.js and the browser test, and the browser the test drives.
+need_pkg libcpp-httplib-dev
+need_pkg nlohmann-json3-dev
+need_tool node nodejs
+need_tool npm npm
+need_tool chromium chromium
 
 if [[ ${#missing[@]} -eq 0 ]]; then
   exit 0

@@ -438,6 +438,14 @@ bool isUndoInfinite() {
   return undoQueue().infinite;
 }
 
+void discardRedoSteps() {
+  UndoQueue& queue = undoQueue();
+  std::deque<QueuedCommand> undone = std::move(queue.undone);
+  queue.undone.clear();
+  while (!undone.empty())
+    undone.pop_back();
+}
+
 std::size_t undoDepth() {
   return undoQueue().done.size();
 }

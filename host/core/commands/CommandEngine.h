@@ -67,6 +67,9 @@ void setUndoInfinite(bool on);
 bool isUndoInfinite();
 // Deletes every queued command (new scene, open, plug-in unload).
 void clearUndoQueue();
+// Deletes the redo side only: steps that were undone to take back a request
+// that failed part-way must not come back with redo.
+void discardRedoSteps();
 std::size_t undoDepth();
 std::size_t redoDepth();
 // The names of the queued commands, oldest first (for tests and tools).

@@ -5,6 +5,7 @@
 
 #include <iostream>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -150,7 +151,14 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   hostpy::installPython();
-  const int status = run(argc, argv);
+  int status = kExitFailure;
+  try {
+    status = run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    // Commands report running out of memory themselves; this catches the
+    // reading around them, so that the user gets a message, not a crash.
+    std::cerr << "Error: out of memory: the scene is too large for this machine\n";
+  }
   hostpy::shutdownPython();
   return status;
 }

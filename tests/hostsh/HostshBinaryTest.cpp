@@ -143,3 +143,22 @@ TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
 }
 
 }  // namespace
+
+// A scene of a million nodes on a machine (here: a process limit) that
+// cannot hold it: a clear error and exit status 1, never a crash. The
+// sanitizers reserve more address space than the limit allows, so the
+// sanitized build skips this.
+TEST_F(HostshBinaryTest, ASceneTooLargeForMemoryIsRefusedWithAnError) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "address space limits do not mix with AddressSanitizer";
+#endif
+  {
+    std::ofstream scene(fDir + "/million.hsa");
+    for (int i = 0; i < 1000000; ++i)
+      scene << "createNode transform\n";
+  }
+  const ShellRun run = collect("ulimit -v 700000 && " + shellQuoted(binaryDir() + "/bin/hostsh") +
+                               " -c 'joint -n kept; file -open \"million.hsa\"'");
+  EXPECT_EQ(run.exitCode, 1) << run.err;
+  EXPECT_NE(run.err.find("Out of memory"), std::string::npos) << run.err;
+}

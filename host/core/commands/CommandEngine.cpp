@@ -10,6 +10,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -156,6 +157,11 @@ template <typename Call>
 HStatus guarded(Call&& call) {
   try {
     return call();
+  } catch (const std::bad_alloc&) {
+    // A scene too large for the machine stops the command that hit the limit;
+    // what it had done is undone by whoever ran it (a file open puts the old
+    // scene back), and the host goes on.
+    return HStatus(HStatus::kFailure, "Out of memory: the scene is too large for this machine");
   } catch (const std::exception& e) {
     return HStatus(HStatus::kFailure, std::string("Unexpected exception: ") + e.what());
   } catch (...) {

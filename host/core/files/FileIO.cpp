@@ -108,8 +108,9 @@ class SetAsideScene {
       if (slot && slot->alive() && !slot->parent)
         tops.push_back(slot.get());
     }
-    for (Node* top : tops)
-      fDetached.push_back(detachNode(top));
+    // Newest first, so that each comes off the end of the world's children.
+    for (auto top = tops.rbegin(); top != tops.rend(); ++top)
+      fDetached.push_back(detachNode(*top));
     clearActiveSelection();
   }
   ~SetAsideScene() { discard(); }

@@ -283,8 +283,11 @@ DetachedNodes detachNode(Node* node) {
   }
   detached.connections = s.connections.removeTouching(nodes);
   if (node->isDag()) {
+    // Searched from the back: whole scenes are taken apart newest node first,
+    // so that each one is found and removed at the end of its siblings.
     auto& siblings = siblingsOf(node);
-    auto it = std::find(siblings.begin(), siblings.end(), node);
+    auto found = std::find(siblings.rbegin(), siblings.rend(), node);
+    auto it = found == siblings.rend() ? siblings.end() : std::prev(found.base());
     detached.position = size_t(it - siblings.begin());
     if (it != siblings.end())
       siblings.erase(it);
@@ -454,9 +457,10 @@ void resetScene() {
     if (slot && slot->alive() && !slot->parent)
       tops.push_back(slot.get());
   }
-  for (Node* top : tops) {
-    if (top->alive())
-      deleteNode(top->object());
+  // Newest first: each node then comes off the end of the world's children.
+  for (auto top = tops.rbegin(); top != tops.rend(); ++top) {
+    if ((*top)->alive())
+      deleteNode((*top)->object());
   }
   s.connections.clear();
   clearActiveSelection();

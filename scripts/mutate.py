@@ -125,8 +125,7 @@ MUTATIONS = [
      "return (fRotateOrientation * fRotation * fJointOrientation).asMatrix();",
      "return (fRotation * fRotateOrientation * fJointOrientation).asMatrix();"),
     ("euler-closest-truncates", "host/foundation/HEulerRotation.cpp",
-     "return value + kTwoPi * roundHalfAway((target - value) / kTwoPi);",
-     "return value + kTwoPi * std::trunc((target - value) / kTwoPi);"),
+     "if (std::fabs(x - whole) >= 0.5)", "if (std::fabs(x - whole) >= 1.0)"),
     # The solver.
     ("twist-sign", "kernel/veltraKernelTwist.cpp",
      "rotation = HQuaternion(fTwist, axis);", "rotation = HQuaternion(-fTwist, axis);"),

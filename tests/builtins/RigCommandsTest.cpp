@@ -108,6 +108,9 @@ TEST_F(BuiltinsTest, RotateAndXformSetAnglesInDegrees) {
   run("createNode transform -n box");
   run("rotate 0 0 90 box");
   EXPECT_EQ(value("box", "rotateZ"), kPi / 2);
+  run("move -r -os 1 0 0 box");  // along the node's own turned x axis
+  expectNear(worldPosition("box"), 0, 1, 0);
+  run("move 0 0 0 box");
   run("createNode transform -n child -p box; setAttr child.translate 1 0 0");
   expectNear(worldPosition("child"), 0, 1, 0);
   // Relative: a turn about the node's own axes.

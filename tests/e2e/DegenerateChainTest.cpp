@@ -132,21 +132,24 @@ TEST_F(DegenerateChain, HandleOnTheRootFoldsAnEvenChainShut) {
   EXPECT_LE(e2e::distance(positions.back(), positions.front()), 1e-4);
 }
 
-TEST_F(DegenerateChain, ExtremeScalesStayFinite) {
-  for (const char* scale : {"0 0 0", "0 1 1", "1e-12 1e-12 1e-12", "-1 1 1", "1e12 1 1"}) {
+// Only finiteness can be asked of these: singular or huge scales, and handles so
+// far away that the square of their distance overflows.
+TEST_F(DegenerateChain, ExtremeScalesAndOverflowingDistancesStayFinite) {
+  for (const char* scale : {"1 1 1", "0 0 0", "0 1 1", "1e-12 1e-12 1e-12", "-1 1 1", "1e12 1 1"}) {
     SCOPED_TRACE(scale);
     ASSERT_TRUE(runs("file -new -f"));
     Rig rig;
     ASSERT_TRUE(rig.build(atPositions({{0, 0, 0}, {1, 1, 0}, {2, 0, 1}, {3, 1, 1}})));
     ASSERT_TRUE(runs(std::string("setAttr joint2.scale ") + scale));
-    for (const Vec3& target : {Vec3{1, 2, 0}, Vec3{0, 0, 0}, Vec3{-5, 1, 2}}) {
-      ASSERT_TRUE(runs("move " + triple(target) + " ikHandle1"));
+    for (const char* target :
+         {"1 2 0", "0 0 0", "-5 1 2", "1e200 1e200 0", "-1e300 0 1e300", "1.7e308 0 0"}) {
+      ASSERT_TRUE(runs(std::string("move ") + target + " ikHandle1"));
       expectFinite(rig);
     }
   }
 }
 
-TEST_F(DegenerateChain, FarHandlesStraightenTheChainAndAbsurdOnesStayFinite) {
+TEST_F(DegenerateChain, FarHandlesStraightenTheChain) {
   Rig rig;
   ASSERT_TRUE(rig.build(atPositions({{0, 0, 0}, {1, 1, 0}, {2, 0, 1}, {3, 1, 1}})));
   const double straight = rig.reach().straight;
@@ -154,12 +157,6 @@ TEST_F(DegenerateChain, FarHandlesStraightenTheChainAndAbsurdOnesStayFinite) {
     moveAndCheck(rig, target);
     const std::vector<Vec3> positions = rig.positions();
     EXPECT_NEAR(e2e::distance(positions.back(), positions.front()), straight, 1e-4);
-  }
-  // Distances whose square overflows leave nothing to measure; the pose
-  // stays finite.
-  for (const char* target : {"1e200 1e200 0", "-1e300 0 1e300", "1.7e308 0 0"}) {
-    ASSERT_TRUE(runs(std::string("move ") + target + " ikHandle1"));
-    expectFinite(rig);
   }
 }
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <unordered_set>
 
 #include "ErrorCapture.h"
 #include "HIntArray.h"
@@ -29,11 +28,6 @@ TEST(HStatus, CodesTruthAndComparisons) {
   EXPECT_TRUE(bool(ok) && !ok.error() && ok == HStatus::kSuccess);
   EXPECT_TRUE(!bool(bad) && bad.error() && bad != HStatus::kSuccess);
   EXPECT_EQ(ok.errorString(), "(kSuccess): No error");
-  // Every code has a default string of its own.
-  std::unordered_set<std::string> strings;
-  for (int c = HStatus::kSuccess; c <= HStatus::kUnknownParameter; ++c)
-    strings.insert(HStatus(HStatus::HStatusCode(c)).errorString().asStdString());
-  EXPECT_EQ(strings.size(), 6u);
 }
 
 TEST(HString, SplitDropsEmptyPieces) {
@@ -44,26 +38,6 @@ TEST(HString, SplitDropsEmptyPieces) {
   EXPECT_EQ(pieces.length(), 0u);
   HString("plain").split('|', pieces);
   EXPECT_EQ(pieces, HStringArray({"plain"}));
-}
-
-TEST(HString, SubstringSearchCaseAndLengths) {
-  // Substrings are inclusive of both ends and clamped to the string.
-  const HString s("ikHandle1");
-  EXPECT_EQ(s.substring(0, 1), "ik");
-  EXPECT_EQ(s.substring(2, 7), "Handle");
-  EXPECT_EQ(s.substring(-5, 1), "ik");
-  EXPECT_EQ(s.substring(8, 100), "1");
-  EXPECT_EQ(s.substring(5, 4), "");
-  EXPECT_EQ(s.substring(20, 30), "");
-  const HString path("node.attr.child");
-  EXPECT_EQ(path.indexW('.'), 4);
-  EXPECT_EQ(path.rindexW('.'), 9);
-  EXPECT_EQ(path.rindexW('#'), -1);
-  EXPECT_EQ(HString("MiXeD 42").toLowerCase(), "mixed 42");
-  EXPECT_EQ(HString("MiXeD 42").toUpperCase(), "MIXED 42");
-  const HString utf8("\xc3\xa9t\xc3\xa9");  // "ete" with two accents
-  EXPECT_EQ(utf8.length(), 5u);
-  EXPECT_EQ(utf8.numChars(), 3u);
 }
 
 TEST(HString, NumbersParseOnlyWholeStrings) {

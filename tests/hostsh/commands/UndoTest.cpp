@@ -103,12 +103,18 @@ TEST_F(UndoTest, AFailedUndoKeepsTheCommandInPlace) {
   EXPECT_EQ(counter(), 1);
 }
 
-TEST_F(UndoTest, ANewSceneEmptiesTheQueue) {
-  ASSERT_TRUE(succeeded(run("probeCounter; probeCounter; undo")));
-  ASSERT_TRUE(succeeded(run("file -new -f")));
-  EXPECT_EQ(hostdetail::undoDepth(), 0u);
-  EXPECT_EQ(hostdetail::redoDepth(), 0u);
-  EXPECT_EQ(probeLog().alive, 0);
+// The queued commands refer to nodes of the scene that has gone.
+TEST_F(UndoTest, ANewOrOpenedSceneEmptiesTheQueue) {
+  const std::string saved = binaryDir() + "/undo_test_scene.hsa";
+  ASSERT_TRUE(succeeded(run("file -new -f; file -save \"" + saved + "\"")));
+  for (const std::string& clear : {std::string("file -new -f"), "file -open \"" + saved + "\""}) {
+    ASSERT_TRUE(succeeded(run("probeCounter; probeCounter; undo")));
+    ASSERT_TRUE(succeeded(run(clear))) << clear;
+    EXPECT_EQ(hostdetail::undoDepth(), 0u) << clear;
+    EXPECT_EQ(hostdetail::redoDepth(), 0u) << clear;
+    EXPECT_EQ(probeLog().alive, 0) << clear;
+  }
+  std::remove(saved.c_str());
 }
 
 TEST_F(UndoTest, LongHistoriesUndoCompletely) {

@@ -58,13 +58,6 @@ TEST_F(PluginManagerTest, LoadRegistersAndUnloadRemovesEverything) {
   EXPECT_EQ(load(pluginPath("hostTestPlugin"), status), "hostTestPlugin");
   ASSERT_TRUE(succeeded(status)) << status.errorString();
   EXPECT_TRUE(HPluginManager::isLoaded("hostTestPlugin"));
-  bool listed = false;
-  for (const HString& name : HPluginManager::loadedPlugins())
-    listed = listed || name == "hostTestPlugin";
-  EXPECT_TRUE(listed);
-
-  HFnPlugin fn(hostdetail::pluginObject("hostTestPlugin"));
-  EXPECT_NE(fn.loadPath().asStdString().find("/hostTestPlugin.so"), std::string::npos);
 
   EXPECT_EQ(results("testEcho a \"b c\""), (std::vector<std::string>{"a", "b c"}));
   EXPECT_EQ(results("testMakeNodes 2"), std::vector<std::string>{});

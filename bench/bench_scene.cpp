@@ -8,11 +8,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -150,12 +150,10 @@ BENCHMARK(BM_NewFileAfter1000Handles)->Unit(benchmark::kMillisecond);
 
 constexpr int kJointsPerChain = 10;
 
-// Resident memory in bytes.
-double residentBytes() {
-  long pages = 0, resident = 0;
-  std::ifstream statm("/proc/self/statm");
-  statm >> pages >> resident;
-  return double(resident) * double(sysconf(_SC_PAGESIZE));
+// Bytes the heap has handed out and not taken back: unlike the resident size,
+// this does not hide a scene in memory that an earlier, freed one left behind.
+double heapBytes() {
+  return double(mallinfo2().uordblks);
 }
 
 // A scene of `joints` joints in 10-joint chains, each with a veltra handle at
@@ -169,7 +167,7 @@ RigScene buildRigScene(int joints) {
   HFileIO::newFile(true);
   HStatus loaded;
   HPluginManager::load("veltra", &loaded);
-  const double before = residentBytes();
+  const double before = heapBytes();
   RigScene rig;
   HFnDependencyNode fnSolver;
   const HObject solver = fnSolver.create("veltra");
@@ -203,7 +201,7 @@ RigScene buildRigScene(int joints) {
   }
   connections.doIt();
   HIkSystem::evaluate();  // the first solves capture the rest poses
-  rig.bytesPerJoint = (residentBytes() - before) / joints;
+  rig.bytesPerJoint = (heapBytes() - before) / joints;
   return rig;
 }
 

@@ -369,8 +369,12 @@ bool leafRemoved(Node* node) {
   IkState& s = state();
   if (isType(node, HFn::kIkHandle)) {
     unindexHandle(node->slot);
-    auto at = std::find(s.handles.begin(), s.handles.end(), node->object());
-    if (at != s.handles.end())
+    // In slot order (see leafPlaced), so found by bisection: a scene of many
+    // handles takes each out without walking all the others.
+    auto at = std::lower_bound(
+        s.handles.begin(), s.handles.end(), node->slot,
+        [](const HObject& handle, std::uint32_t slot) { return handle.nodeSlot() < slot; });
+    if (at != s.handles.end() && *at == node->object())
       s.handles.erase(at);
     return true;
   }

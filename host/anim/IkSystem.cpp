@@ -365,6 +365,17 @@ void leafPlaced(Node* node) {
 // be kept current: a node in no list stays out of it (see leafPlaced), an
 // effector in no chain only leaves the joint it followed, and a handle only
 // takes out its own entry.
+// Lists that a departed handle emptied keep their buffers: a node that goes
+// gives its own back, or a scene cleared handles first would keep one for
+// every node it ever held.
+void releaseLists(const Node* node) {
+  IkState& s = state();
+  for (HandlesBySlot* map : {&s.chainOf, &s.aboveOf}) {
+    if (node->slot < map->size())
+      std::vector<std::uint32_t>().swap((*map)[node->slot]);
+  }
+}
+
 bool leafRemoved(Node* node) {
   IkState& s = state();
   if (isType(node, HFn::kIkHandle)) {
@@ -376,12 +387,14 @@ bool leafRemoved(Node* node) {
         [](const HObject& handle, std::uint32_t slot) { return handle.nodeSlot() < slot; });
     if (at != s.handles.end() && *at == node->object())
       s.handles.erase(at);
+    releaseLists(node);
     return true;
   }
   if (lookup(s.chainOf, node->slot) || lookup(s.aboveOf, node->slot))
     return false;
   if (isType(node, HFn::kIkEffector))
     unindexEffector(node->slot);
+  releaseLists(node);
   return true;
 }
 
@@ -401,6 +414,7 @@ void onChange(const Change& change, void*) {
     case ChangeKind::kNodeDeleted:
       structureChanged(node, true);
       s.dirty.erase(node->slot);
+      s.warnedNoSolver.erase(node->slot);
       if (!(s.index == IndexState::kCurrent && node->children.empty() && leafRemoved(node))) {
         s.index = IndexState::kCoversDeletions;
         // What the node itself put into the index is not needed again (a node

@@ -10,8 +10,8 @@
 // Entry i of a pass means "rotate chain entry i by angle i (radians) about
 // axis i in the entry's object space" (R <- q x R, after the rotate
 // orientation); axes need not be unit length and angle 0 about the zero axis
-// is no rotation. The node writes the rest pose, then the bend pass, then the
-// plane pass.
+// is no rotation. The node writes each entry's rest rotation with the bend
+// pass and then the plane pass added, composed into one write.
 //
 // Frames used throughout:
 //   - world: the host's world space;

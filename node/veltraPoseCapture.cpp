@@ -74,23 +74,24 @@ HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles)
   return result;
 }
 
-void ikApplyPose(const HDagPathArray& joints, const HVectorArray& pose) {
-  // The end entry is left alone: its rotation moves nothing that the solve sees.
+void ikApplyResult(const HDagPathArray& joints, const veltraKernelInput& input,
+                   const veltraKernelResult& result) {
+  // Each entry's rest rotation with the bend and then the plane rotation added
+  // in object space (after the rotate orientation, the frame the kernel
+  // computed the axes in), composed as quaternions and written once: the
+  // angles are the solution closest to the rest angles. The end entry is left
+  // alone: its rotation moves nothing that the solve sees.
   const unsigned n = joints.length();
   for (unsigned i = 0; i + 1 < n; ++i) {
-    HFnTransform fnTransform(joints[i]);
-    const double angles[3] = {pose[i].x, pose[i].y, pose[i].z};
-    fnTransform.setRotation(angles, fnTransform.rotationOrder());
-  }
-}
-
-void ikApplyRotations(const HDagPathArray& joints, const veltraKernelPass& pass) {
-  // Object space: the rotation acts after the rotate orientation and before
-  // the existing rotation, the frame the kernel computed the axes in.
-  const unsigned n = joints.length();
-  for (unsigned i = 0; i < n; ++i) {
-    HFnTransform fnTransform(joints[i]);
-    fnTransform.rotateBy(HQuaternion(pass.angles[i], pass.axes[i]), HSpace::kObject);
+    HTransformationMatrix rotation = input.localTransformations[i];
+    const double rest[3] = {input.restPose[i].x, input.restPose[i].y, input.restPose[i].z};
+    rotation.setRotation(rest, rotation.rotationOrder());
+    rotation.rotateBy(HQuaternion(result.bend.angles[i], result.bend.axes[i]), HSpace::kObject);
+    rotation.rotateBy(HQuaternion(result.plane.angles[i], result.plane.axes[i]), HSpace::kObject);
+    double angles[3];
+    HTransformationMatrix::RotationOrder order;
+    rotation.getRotation(angles, order);
+    HFnTransform(joints[i]).setRotation(angles, order);
   }
 }
 

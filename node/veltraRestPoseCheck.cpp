@@ -88,15 +88,17 @@ bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose) {
   return true;
 }
 
-void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle) {
-  const unsigned n = joints.length();
+void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle,
+                              const HPointArray& restWorldPositions) {
+  const unsigned n =
+      joints.length() < restWorldPositions.length() ? joints.length() : restWorldPositions.length();
   std::vector<std::string> straight;
   for (unsigned i = 1; i + 1 < n; ++i) {
     // World positions: parallel bones stay parallel in every joint's own frame,
     // which is where the solve looks for the bend plane.
-    const HPoint parent = HPoint::origin * joints[i - 1].inclusiveMatrix();
-    const HPoint self = HPoint::origin * joints[i].inclusiveMatrix();
-    const HPoint child = HPoint::origin * joints[i + 1].inclusiveMatrix();
+    const HPoint& parent = restWorldPositions[i - 1];
+    const HPoint& self = restWorldPositions[i];
+    const HPoint& child = restWorldPositions[i + 1];
     if ((parent - self).isParallel(child - self, 1e-10))
       straight.push_back(HFnDependencyNode(joints[i].node()).name().asChar());
   }

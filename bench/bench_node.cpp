@@ -235,8 +235,9 @@ void BM_Floor(benchmark::State& state) {
 BENCHMARK(BM_Floor)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
 
 // One evaluation of a scene of 1000 dirty handles, each with its own chain
-// (4 entries) and all sharing one solver node.
-void BM_Evaluate1000Handles(benchmark::State& state) {
+// (4 entries) and all sharing one solver node: on the calling thread alone,
+// then in parallel (real time, since the work is spread over threads).
+void evaluate1000Handles(benchmark::State& state, bool parallel) {
   ensureRegistered();
   HFileIO::newFile(true);
   const HObject solver = newSolver();
@@ -244,6 +245,7 @@ void BM_Evaluate1000Handles(benchmark::State& state) {
   for (int i = 0; i < 1000; ++i) {
     handles.push_back(buildChain(4, 10.0 * i, solver));
   }
+  HIkSystem::setParallelEvaluation(parallel);
   HIkSystem::evaluate();
   for (auto _ : state) {
     state.PauseTiming();
@@ -253,7 +255,17 @@ void BM_Evaluate1000Handles(benchmark::State& state) {
     state.ResumeTiming();
     benchmark::DoNotOptimize(HIkSystem::evaluate());
   }
+  HIkSystem::setParallelEvaluation(true);
+}
+
+void BM_Evaluate1000Handles(benchmark::State& state) {
+  evaluate1000Handles(state, false);
 }
 BENCHMARK(BM_Evaluate1000Handles)->Unit(benchmark::kMillisecond);
+
+void BM_Evaluate1000HandlesParallel(benchmark::State& state) {
+  evaluate1000Handles(state, true);
+}
+BENCHMARK(BM_Evaluate1000HandlesParallel)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -26,6 +27,7 @@ namespace {
 // Handle -> hash of the rest pose last checked. Entries of deleted handles are
 // dropped whenever the map has doubled since the last sweep.
 struct CheckedRestPoses {
+  std::mutex lock;  // handles may be solved on several threads at once
   std::unordered_map<HObjectHandle, std::uint64_t> byHandle;
   std::size_t sizeAtSweep = 0;
 };
@@ -72,6 +74,7 @@ std::string joinNames(const std::vector<std::string>& names) {
 bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose) {
   CheckedRestPoses& checked = checkedRestPoses();
   const std::uint64_t key = restPoseKey(restPose);
+  const std::lock_guard<std::mutex> guard(checked.lock);
   auto inserted = checked.byHandle.emplace(HObjectHandle(handle.node()), key);
   if (!inserted.second) {
     if (inserted.first->second == key)

@@ -8,10 +8,20 @@
 // the creation, deletion or move of a node without children (all that building
 // or opening a scene does) update the index in place; other structural edits
 // have it rebuilt when it is next needed.
+//
+// Evaluation may solve on several threads (see HIkSystem.h). While it does,
+// every thread writes only its own chains' values and the matrix caches below
+// them; what all of them share is reached under one lock: this file's state
+// (dirty set, index), through the change notifications that a write sends,
+// and the per-thread handle group of the solver node.
 
 #include <algorithm>
+#include <mutex>
+#include <numeric>
 #include <unordered_map>
 #include <unordered_set>
+
+#include <tbb/parallel_for.h>
 
 #include "AnimInternal.h"
 #include "HFnIkHandle.h"
@@ -61,6 +71,12 @@ struct IkState {
   std::unordered_set<std::uint32_t> warnedNoSolver;
   bool suspended = false;
   bool evaluating = false;
+  bool parallel = true;
+  unsigned lastParallelGroups = 0;
+  // Held by whoever reads or changes the state above while solves may run
+  // on other threads; recursive, since a write inside a notification
+  // (an effector following its end joint) notifies again.
+  std::recursive_mutex lock;
   const Attribute* rotate = nullptr;
   const Attribute* translate = nullptr;
 };
@@ -383,6 +399,7 @@ bool leafRemoved(Node* node) {
 
 void onChange(const Change& change, void*) {
   IkState& s = state();
+  const std::lock_guard<std::recursive_mutex> guard(s.lock);
   Node* node = nodeOf(change.node);
   if (!node)
     return;
@@ -478,6 +495,7 @@ HStatus runSolver(const HObject& handle, HPxIkSolverNode* solver) {
   solver->setHandleGroup(nullptr);
   // What the solve itself changed on the handle (first-solve attributes,
   // preferred angles) must not leave it dirty.
+  const std::lock_guard<std::recursive_mutex> guard(state().lock);
   state().dirty.erase(handle.nodeSlot());
   return status;
 }
@@ -499,6 +517,97 @@ int depthOf(const Node* node) {
   for (const Node* n = node; n; n = n->parent)
     ++depth;
   return depth;
+}
+
+// Handles to solve in one evaluation, split into groups that can be solved
+// at the same time: a group's solves only write nodes that no other group's
+// solves read or write. Solving a chain writes its joints and moves every
+// node below them, and a solve reads its own chain, the nodes above it and
+// its handle with the nodes above that. So two handles go into one group
+// when they share a chain node, or when a chain node of one is the other's
+// handle or lies above the other's start joint or handle.
+std::vector<std::vector<HObject>> independentGroups(const std::vector<HObject>& handles) {
+  std::vector<size_t> parent(handles.size());
+  std::iota(parent.begin(), parent.end(), size_t(0));
+  auto find = [&](size_t i) {
+    while (parent[i] != i)
+      i = parent[i] = parent[parent[i]];
+    return i;
+  };
+  auto join = [&](size_t a, size_t b) { parent[find(a)] = find(b); };
+
+  std::unordered_map<std::uint32_t, size_t> chainOwner;  // node slot -> handle index
+  for (size_t h = 0; h < handles.size(); ++h) {
+    for (const Node* n : chainNodes(nodeOf(handles[h]))) {
+      auto inserted = chainOwner.emplace(n->slot, h);
+      if (!inserted.second)
+        join(h, inserted.first->second);
+    }
+  }
+  for (size_t h = 0; h < handles.size(); ++h) {
+    const Node* handle = nodeOf(handles[h]);
+    const Node* start = nodeOf(nodeLink(handles[h], kLinkStartJoint));
+    const Node* above[2] = {handle, start ? start->parent : nullptr};
+    for (const Node* from : above) {
+      for (const Node* n = from; n; n = n->parent) {
+        auto owner = chainOwner.find(n->slot);
+        if (owner != chainOwner.end() && owner->second != h)
+          join(h, owner->second);
+      }
+    }
+  }
+
+  std::vector<std::vector<HObject>> groups;
+  std::unordered_map<size_t, size_t> groupOf;  // union root -> group index
+  for (size_t h = 0; h < handles.size(); ++h) {
+    auto at = groupOf.emplace(find(h), groups.size());
+    if (at.second)
+      groups.emplace_back();
+    groups[at.first->second].push_back(handles[h]);
+  }
+  return groups;
+}
+
+// A chain or handle with a connection can move or be moved by nodes outside
+// every group; such an evaluation stays on one thread.
+bool touchesConnections(const HObject& handle) {
+  const Node* node = nodeOf(handle);
+  if (node->incomingConnections || node->outgoingConnections)
+    return true;
+  for (const Node* n : chainNodes(node)) {
+    if (n->incomingConnections || n->outgoingConnections)
+      return true;
+  }
+  return false;
+}
+
+// Fewer groups than this are solved in order: starting tasks costs more than
+// a handful of solves.
+constexpr size_t kMinParallelGroups = 8;
+
+// Whether the handles may be solved in groups on several threads.
+bool solvableInParallel(const std::vector<HObject>& handles) {
+  if (!state().parallel || handles.size() < kMinParallelGroups)
+    return false;
+  for (const HObject& handle : handles) {
+    HPxIkSolverNode* solver = solverOf(handle);
+    if (!solver || !solver->isThreadSafe() || touchesConnections(handle))
+      return false;
+  }
+  return true;
+}
+
+// The world matrices a solve reads above its chain and its handle, computed
+// now on one thread: two solves may read the same ones, and reading a matrix
+// that is not cached yet writes the cache.
+void cacheMatricesAbove(const HObject& handle) {
+  const Node* node = nodeOf(handle);
+  if (node->parent)
+    worldMatrix(node->parent);
+  if (const Node* start = nodeOf(nodeLink(handle, kLinkStartJoint))) {
+    if (start->parent)
+      worldMatrix(start->parent);
+  }
 }
 
 void evaluationHook() {
@@ -560,7 +669,8 @@ HStatus HIkSystem::evaluate() {
                    [](const std::pair<int, HObject>& a, const std::pair<int, HObject>& b) {
                      return a.first < b.first;
                    });
-  HStatus result = ok();
+  // Which handles solve: warnings and checks happen here, on this thread.
+  std::vector<HObject> toSolve;
   for (auto& entry : order) {
     const HObject& handle = entry.second;
     if (!nodeOf(handle) || !s.dirty.count(handle.nodeSlot()))
@@ -574,7 +684,52 @@ HStatus HIkSystem::evaluate() {
       continue;  // stays dirty until it can be solved
     if (!s.warnedNoSolver.empty())
       s.warnedNoSolver.erase(handle.nodeSlot());
-    HStatus status = runSolver(handle, solver);
+    toSolve.push_back(handle);
+  }
+
+  // Solving an upper chain dirties the lower ones below it, which are then
+  // solved after it, in this same evaluation: a handle dirty when its turn
+  // comes is solved.
+  auto solveInOrder = [&](const std::vector<HObject>& handles, HStatus* statuses) {
+    for (size_t i = 0; i < handles.size(); ++i) {
+      bool dirty;
+      {
+        const std::lock_guard<std::recursive_mutex> guard(s.lock);
+        dirty = nodeOf(handles[i]) && s.dirty.count(handles[i].nodeSlot());
+      }
+      if (dirty)
+        statuses[i] = runSolver(handles[i], solverOf(handles[i]));
+    }
+  };
+
+  std::vector<HStatus> statuses(toSolve.size(), ok());
+  std::vector<std::vector<HObject>> groups;
+  if (solvableInParallel(toSolve))
+    groups = independentGroups(toSolve);
+  s.lastParallelGroups = groups.size() >= kMinParallelGroups ? unsigned(groups.size()) : 0u;
+  if (s.lastParallelGroups) {
+    for (const HObject& handle : toSolve)
+      cacheMatricesAbove(handle);
+    // Each group's statuses, in the group's order; reported in the
+    // evaluation's order below.
+    std::vector<std::vector<HStatus>> groupStatuses(groups.size());
+    tbb::parallel_for(size_t(0), groups.size(), [&](size_t g) {
+      groupStatuses[g].assign(groups[g].size(), ok());
+      solveInOrder(groups[g], groupStatuses[g].data());
+    });
+    std::unordered_map<std::uint32_t, HStatus> bySlot;
+    for (size_t g = 0; g < groups.size(); ++g) {
+      for (size_t i = 0; i < groups[g].size(); ++i)
+        bySlot[groups[g][i].nodeSlot()] = groupStatuses[g][i];
+    }
+    for (size_t i = 0; i < toSolve.size(); ++i)
+      statuses[i] = bySlot[toSolve[i].nodeSlot()];
+  } else {
+    solveInOrder(toSolve, statuses.data());
+  }
+
+  HStatus result = ok();
+  for (const HStatus& status : statuses) {
     if (status.statusCode() != HStatus::kSuccess && result.statusCode() == HStatus::kSuccess)
       result = status;
   }
@@ -621,6 +776,18 @@ HStatus HIkSystem::snapHandle(const HObject& handle) {
   return ok();
 }
 
+void HIkSystem::setParallelEvaluation(bool enabled) {
+  state().parallel = enabled;
+}
+
+bool HIkSystem::isParallelEvaluation() {
+  return state().parallel;
+}
+
+unsigned HIkSystem::lastParallelGroupCount() {
+  return state().lastParallelGroups;
+}
+
 void HIkSystem::setSolvingSuspended(bool suspended) {
   state().suspended = suspended;
 }
@@ -643,6 +810,34 @@ HStatus HIkHandleGroup::addHandle(const HObject& handle) {
     return invalid("The handle is already in the group");
   fHandles.push_back(handle);
   return ok();
+}
+
+namespace {
+
+// The group each solver node was given on this thread.
+thread_local std::vector<std::pair<const HPxIkSolverNode*, HIkHandleGroup*>> tHandleGroups;
+
+}  // namespace
+
+void HPxIkSolverNode::setHandleGroup(HIkHandleGroup* group) {
+  auto at = std::find_if(tHandleGroups.begin(), tHandleGroups.end(),
+                         [this](const auto& entry) { return entry.first == this; });
+  if (at != tHandleGroups.end()) {
+    if (group)
+      at->second = group;
+    else
+      tHandleGroups.erase(at);
+  } else if (group) {
+    tHandleGroups.emplace_back(this, group);
+  }
+}
+
+HIkHandleGroup* HPxIkSolverNode::handleGroup() const {
+  for (const auto& entry : tHandleGroups) {
+    if (entry.first == this)
+      return entry.second;
+  }
+  return nullptr;
 }
 
 HString HPxIkSolverNode::solverTypeName() const {

@@ -14,6 +14,6 @@ fi
 # plain build.
 cmake -S . -B "$build" -DVELTRA_TSAN=ON -DVELTRA_BENCH=OFF -DVELTRA_WERROR=OFF >/dev/null
 cmake --build "$build" -j"$(nproc)" --target test_anim test_node
-export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 ${TSAN_OPTIONS:-}"
+export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$PWD/scripts/tsan.supp ${TSAN_OPTIONS:-}"
 "$build/bin/test_anim"
 "$build/bin/test_node" --gtest_filter='ParallelEvaluation.*:Solve*:Reference*'

@@ -16,12 +16,15 @@
 // and the per-thread handle group of the solver node.
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <numeric>
 #include <unordered_map>
 #include <unordered_set>
 
+#include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
 
 #include "AnimInternal.h"
 #include "HFnIkHandle.h"
@@ -584,6 +587,8 @@ bool touchesConnections(const HObject& handle) {
 // Fewer groups than this are solved in order: starting tasks costs more than
 // a handful of solves.
 constexpr size_t kMinParallelGroups = 8;
+// Groups handed to one task at a time.
+constexpr size_t kGroupsPerTask = 4;
 
 // Whether the handles may be solved in groups on several threads.
 bool solvableInParallel(const std::vector<HObject>& handles) {
@@ -608,6 +613,57 @@ void cacheMatricesAbove(const HObject& handle) {
     if (start->parent)
       worldMatrix(start->parent);
   }
+}
+
+// Solves the handles that are dirty when their turn comes, in order. Solving
+// an upper chain dirties the lower ones below it, which are then solved after
+// it in this same evaluation.
+void solveInOrder(const std::vector<HObject>& handles, HStatus* statuses) {
+  IkState& s = state();
+  for (size_t i = 0; i < handles.size(); ++i) {
+    bool dirty;
+    {
+      const std::lock_guard<std::recursive_mutex> guard(s.lock);
+      dirty = nodeOf(handles[i]) && s.dirty.count(handles[i].nodeSlot());
+    }
+    if (dirty)
+      statuses[i] = runSolver(handles[i], solverOf(handles[i]));
+  }
+}
+
+// The groups of one parallel evaluation and what their solves returned.
+struct ParallelSolve {
+  const std::vector<std::vector<HObject>>* groups;
+  std::vector<std::vector<HStatus>> statuses;
+  std::atomic<size_t> tasksDone;
+};
+
+// The evaluation under way. TBB hands tasks from thread to thread inside its
+// own library, where a race detector cannot see it, so the tasks carry no
+// data of ours: they find the job here, and the release and acquire on this
+// pointer and on the job's counter order everything before the loop before
+// every task, and every task before what follows the loop. Evaluation never
+// runs twice at once.
+std::atomic<ParallelSolve*> gParallelSolve{nullptr};
+
+void solveGroupsInParallel(ParallelSolve& job) {
+  gParallelSolve.store(&job, std::memory_order_release);
+  // Fixed chunks of groups (a simple partitioner): solves cost about the
+  // same, so adapting the split gains nothing.
+  tbb::parallel_for(
+      tbb::blocked_range<size_t>(0, job.groups->size(), kGroupsPerTask),
+      [](const tbb::blocked_range<size_t>& range) {
+        ParallelSolve& current = *gParallelSolve.load(std::memory_order_acquire);
+        for (size_t g = range.begin(); g != range.end(); ++g) {
+          const std::vector<HObject>& group = (*current.groups)[g];
+          current.statuses[g].assign(group.size(), ok());
+          solveInOrder(group, current.statuses[g].data());
+        }
+        current.tasksDone.fetch_add(1, std::memory_order_acq_rel);
+      },
+      tbb::simple_partitioner());
+  job.tasksDone.load(std::memory_order_acquire);
+  gParallelSolve.store(nullptr, std::memory_order_release);
 }
 
 void evaluationHook() {
@@ -687,21 +743,6 @@ HStatus HIkSystem::evaluate() {
     toSolve.push_back(handle);
   }
 
-  // Solving an upper chain dirties the lower ones below it, which are then
-  // solved after it, in this same evaluation: a handle dirty when its turn
-  // comes is solved.
-  auto solveInOrder = [&](const std::vector<HObject>& handles, HStatus* statuses) {
-    for (size_t i = 0; i < handles.size(); ++i) {
-      bool dirty;
-      {
-        const std::lock_guard<std::recursive_mutex> guard(s.lock);
-        dirty = nodeOf(handles[i]) && s.dirty.count(handles[i].nodeSlot());
-      }
-      if (dirty)
-        statuses[i] = runSolver(handles[i], solverOf(handles[i]));
-    }
-  };
-
   std::vector<HStatus> statuses(toSolve.size(), ok());
   std::vector<std::vector<HObject>> groups;
   if (solvableInParallel(toSolve))
@@ -712,15 +753,12 @@ HStatus HIkSystem::evaluate() {
       cacheMatricesAbove(handle);
     // Each group's statuses, in the group's order; reported in the
     // evaluation's order below.
-    std::vector<std::vector<HStatus>> groupStatuses(groups.size());
-    tbb::parallel_for(size_t(0), groups.size(), [&](size_t g) {
-      groupStatuses[g].assign(groups[g].size(), ok());
-      solveInOrder(groups[g], groupStatuses[g].data());
-    });
+    ParallelSolve job{&groups, std::vector<std::vector<HStatus>>(groups.size()), {0}};
+    solveGroupsInParallel(job);
     std::unordered_map<std::uint32_t, HStatus> bySlot;
     for (size_t g = 0; g < groups.size(); ++g) {
       for (size_t i = 0; i < groups[g].size(); ++i)
-        bySlot[groups[g][i].nodeSlot()] = groupStatuses[g][i];
+        bySlot[groups[g][i].nodeSlot()] = job.statuses[g][i];
     }
     for (size_t i = 0; i < toSolve.size(); ++i)
       statuses[i] = bySlot[toSolve[i].nodeSlot()];

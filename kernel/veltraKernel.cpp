@@ -88,6 +88,17 @@ veltraKernelResult solve(const veltraKernelInput& input) {
 
   const double miss = (input.handleWorldPosition - solved.worldEnd).length();
   result.reached = miss <= kReachTolerance;
+
+  // Each added rotation acts in front of the rotation already there, the
+  // bend first: R <- plane x (bend x R).
+  const unsigned n = unsigned(input.localTransformations.size());
+  result.solvedRotations.resize(n - 1);
+  for (unsigned i = 0; i + 1 < n; ++i) {
+    const HQuaternion bend(result.bend.angles[i], result.bend.axes[i]);
+    const HQuaternion plane(result.plane.angles[i], result.plane.axes[i]);
+    result.solvedRotations[i] =
+        (plane * (bend * setup.restLocalTransformations[i].rotation()).normal()).normal();
+  }
   return result;
 }
 

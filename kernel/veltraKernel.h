@@ -127,6 +127,10 @@ struct veltraKernelResult {
   double bendFraction = 0.0;
   // Whether the bent and aimed end lies within kReachTolerance of the handle.
   bool reached = false;
+  // Per entry but the end: its rest rotation with the bend and then the plane
+  // rotation added in object space (plane x bend x rest, unit length), the
+  // rotation the node writes.
+  std::vector<HQuaternion> solvedRotations;
 };
 
 namespace veltraKernel {
@@ -190,7 +194,7 @@ HPointArray ikSimulatedWorldPositions(const veltraKernelSetup& setup, const velt
 // of the radial solve needs, without the other entries' positions.
 HVector ikEndBelowRoot(const veltraKernelSetup& setup, const veltraKernelPass& pass);
 // A point of an entry's child space moved into its parent's space through the
-// entry's rest transformation with a rotation added.
+// entry's rest transformation with a rotation (a unit quaternion) added.
 HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQuaternion& added,
                        const HVector& point);
 // A world point in a rotation frame.

@@ -9,9 +9,15 @@ namespace veltraKernel {
 
 HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQuaternion& added,
                        const HVector& point) {
+  // The added rotation is a unit quaternion (HQuaternion(angle, axis) makes
+  // one), so the point turns by v + 2w (u x v) + 2 u x (u x v) without being
+  // normalised again: this runs for every inner joint of every trial.
+  const HVector v = point * setup.aheadOfRotation[entry];
+  const HVector u(added.x, added.y, added.z);
+  const HVector t = (u ^ v) * 2.0;
+  const HVector turned = v + t * added.w + (u ^ t);
   const HMatrix& behind = setup.behindRotation[entry];
-  return (point * setup.aheadOfRotation[entry]).rotateBy(added) * behind +
-         HVector(behind(3, 0), behind(3, 1), behind(3, 2));
+  return turned * behind + HVector(behind(3, 0), behind(3, 1), behind(3, 2));
 }
 
 HPointArray ikSimulatedWorldPositions(const veltraKernelSetup& setup,

@@ -121,9 +121,9 @@ HStatus ikPose(const HDagPathArray& joints, HVectorArray& pose);
 HStatus ikPrefAngles(const HDagPathArray& joints, HVectorArray& angles);
 // Writes entries 0 to n - 2 as preferred angles; the last entry is ignored.
 HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles);
-// Sets the rotation of every entry but the end to its rest rotation with the
-// result's bend and plane rotations added (radians about axis i, object
-// space), one write per entry; the end keeps its own.
+// Sets the rotation of every entry but the end to the result's solved
+// rotation (its rest rotation with the bend and plane rotations added), one
+// write per entry; the end keeps its own.
 void ikApplyResult(const HDagPathArray& joints, const veltraKernelInput& input,
                    const veltraKernelResult& result);
 

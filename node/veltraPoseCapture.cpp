@@ -76,22 +76,17 @@ HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles)
 
 void ikApplyResult(const HDagPathArray& joints, const veltraKernelInput& input,
                    const veltraKernelResult& result) {
-  // Each entry's rest rotation with the bend and then the plane rotation added
-  // in object space (after the rotate orientation, the frame the kernel
-  // computed the axes in), composed as quaternions and written once: the
-  // angles are the solution closest to the rest angles. The end entry is left
-  // alone: its rotation moves nothing that the solve sees.
+  // One write per entry: the kernel's solved rotation as Euler angles in the
+  // entry's rotate order, the solution closest to the rest angles (as adding
+  // the rotations to the rest pose one by one would keep them). The end entry
+  // is left alone: its rotation moves nothing that the solve sees.
   const unsigned n = joints.length();
-  for (unsigned i = 0; i + 1 < n; ++i) {
-    HTransformationMatrix rotation = input.localTransformations[i];
-    const double rest[3] = {input.restPose[i].x, input.restPose[i].y, input.restPose[i].z};
-    rotation.setRotation(rest, rotation.rotationOrder());
-    rotation.rotateBy(HQuaternion(result.bend.angles[i], result.bend.axes[i]), HSpace::kObject);
-    rotation.rotateBy(HQuaternion(result.plane.angles[i], result.plane.axes[i]), HSpace::kObject);
-    double angles[3];
-    HTransformationMatrix::RotationOrder order;
-    rotation.getRotation(angles, order);
-    HFnTransform(joints[i]).setRotation(angles, order);
+  for (unsigned i = 0; i + 1 < n && i < result.solvedRotations.size(); ++i) {
+    const HEulerRotation::RotationOrder order =
+        HTransformationMatrix::toEulerOrder(input.localTransformations[i].rotationOrder());
+    HEulerRotation angles = HEulerRotation::decompose(result.solvedRotations[i].asMatrix(), order);
+    angles.setToClosestSolution(HEulerRotation(input.restPose[i], order));
+    HFnTransform(joints[i]).setRotation(angles);
   }
 }
 

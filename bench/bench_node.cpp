@@ -85,14 +85,32 @@ HObject newSolver() {
   return fnNode.create("veltra");
 }
 
+// A new scene with one chain of `entries` entries, solved once (which
+// creates the stored data), as every single-chain benchmark starts.
+struct SolvedChain {
+  HObject solver, handle;
+  HDagPath handlePath;
+  HDagPathArray joints;
+};
+
+SolvedChain solvedChain(unsigned entries) {
+  ensureRegistered();
+  HFileIO::newFile(true);
+  SolvedChain chain;
+  chain.solver = newSolver();
+  chain.handle = buildChain(entries, 0.0, chain.solver);
+  HIkSystem::solveHandle(chain.handle);
+  chain.handlePath = pathOf(chain.handle);
+  veltraData::ikJointChain(chain.handlePath, chain.joints);
+  return chain;
+}
+
 // The full solve entry, called on the node the host made, with the handle group
 // the host would hand it.
 void BM_DoSolve(benchmark::State& state) {
-  ensureRegistered();
-  HFileIO::newFile(true);
-  const HObject solver = newSolver();
-  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
-  HIkSystem::solveHandle(handle);  // creates the stored data once
+  const SolvedChain chain = solvedChain(unsigned(state.range(0)));
+  const HObject& solver = chain.solver;
+  const HObject& handle = chain.handle;
   veltra* node = static_cast<veltra*>(HFnDependencyNode(solver).userNode());
   HIkHandleGroup group;
   group.addHandle(handle);
@@ -122,16 +140,9 @@ veltraKernelInput gatherInputs(const HDagPath& handlePath) {
 // The kernel's part of the same solve: inputs gathered once outside the loop,
 // then the solve and the composed writes, as doSolve runs them.
 void BM_KernelPart(benchmark::State& state) {
-  ensureRegistered();
-  HFileIO::newFile(true);
-  const HObject solver = newSolver();
-  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
-  HIkSystem::solveHandle(handle);
-
-  const HDagPath handlePath = pathOf(handle);
-  HDagPathArray joints;
-  veltraData::ikJointChain(handlePath, joints);
-  const veltraKernelInput input = gatherInputs(handlePath);
+  const SolvedChain chain = solvedChain(unsigned(state.range(0)));
+  const HDagPathArray& joints = chain.joints;
+  const veltraKernelInput input = gatherInputs(chain.handlePath);
 
   for (auto _ : state) {
     const veltraKernelResult result = veltraKernel::solve(input);
@@ -143,14 +154,9 @@ BENCHMARK(BM_KernelPart)->Arg(4)->Arg(10)->Unit(benchmark::kMicrosecond);
 
 // Gathering alone: everything doSolve does before it runs the kernel.
 void BM_GatherInputs(benchmark::State& state) {
-  ensureRegistered();
-  HFileIO::newFile(true);
-  const HObject solver = newSolver();
-  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
-  HIkSystem::solveHandle(handle);
-  const HDagPath handlePath = pathOf(handle);
+  const SolvedChain chain = solvedChain(unsigned(state.range(0)));
   for (auto _ : state) {
-    const veltraKernelInput input = gatherInputs(handlePath);
+    const veltraKernelInput input = gatherInputs(chain.handlePath);
     benchmark::DoNotOptimize(input.twist);
   }
 }
@@ -205,15 +211,9 @@ floorsolve::Input plainInput(const veltraKernelInput& input) {
 // host. Before timing, its rotations must match what doSolve wrote (as
 // matrices, within 1e-9), or the figure would measure some other work.
 void BM_Floor(benchmark::State& state) {
-  ensureRegistered();
-  HFileIO::newFile(true);
-  const HObject solver = newSolver();
-  const HObject handle = buildChain(unsigned(state.range(0)), 0.0, solver);
-  HIkSystem::solveHandle(handle);
-  const HDagPath handlePath = pathOf(handle);
-  HDagPathArray joints;
-  veltraData::ikJointChain(handlePath, joints);
-  const floorsolve::Input plain = plainInput(gatherInputs(handlePath));
+  const SolvedChain chain = solvedChain(unsigned(state.range(0)));
+  const HDagPathArray& joints = chain.joints;
+  const floorsolve::Input plain = plainInput(gatherInputs(chain.handlePath));
   const floorsolve::Output floor = floorsolve::solve(plain);
   for (unsigned i = 0; i + 1 < joints.length(); ++i) {
     HEulerRotation written;

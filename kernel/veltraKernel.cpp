@@ -5,6 +5,8 @@
 #include "veltraKernel.h"
 
 #include <cmath>
+
+#include <HSpace.h>
 #include <string>
 
 namespace veltraKernel {
@@ -77,12 +79,26 @@ bool validate(const veltraKernelInput& input, HString& problem) {
 veltraKernelResult solve(const veltraKernelInput& input) {
   veltraKernelResult result;
   const veltraKernelSetup setup = preKernelSolve(input);
-  result.bend = kernelSolve(input, setup, result.bendFraction);
-  result.plane = postKernelSolve(input, setup, result.bend);
+  HVector endBelowRoot;
+  result.bend = kernelSolve(input, setup, result.bendFraction, endBelowRoot);
+  // One simulation of the bent chain serves the aim, both plane stages and
+  // the reach test.
+  const veltraKernelSolvedChain solved = ikSolvedChain(setup, result.bend, endBelowRoot);
+  result.plane = postKernelSolve(input, setup, solved);
 
-  const HPointArray solved = ikSimulatedWorldPositions(setup, result.bend);
-  const double miss = (input.handleWorldPosition - solved[solved.length() - 1]).length();
+  const double miss = (input.handleWorldPosition - solved.worldEnd).length();
   result.reached = miss <= kReachTolerance;
+
+  // Each added rotation acts in front of the rotation already there, the
+  // bend first: R <- plane x (bend x R).
+  const unsigned n = unsigned(input.localTransformations.size());
+  result.solvedRotations.resize(n - 1);
+  for (unsigned i = 0; i + 1 < n; ++i) {
+    const HQuaternion bend(result.bend.angles[i], result.bend.axes[i]);
+    const HQuaternion plane(result.plane.angles[i], result.plane.axes[i]);
+    result.solvedRotations[i] =
+        (plane * (bend * setup.restLocalTransformations[i].rotation()).normal()).normal();
+  }
   return result;
 }
 
@@ -120,6 +136,8 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   setup.rootParentWorldMatrix = input.rootParentWorldMatrix;
   setup.restWorldMatrices.resize(n);
   setup.restRotationFrames.resize(n);
+  setup.aheadOfRotation.resize(n);
+  setup.behindRotation.resize(n);
   setup.restWorldPositions.setLength(n);
   for (unsigned i = 0; i < n; ++i) {
     HTransformationMatrix& local = setup.restLocalTransformations[i];
@@ -134,6 +152,18 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
     setup.restWorldPositions[i] = HPoint::origin * setup.restWorldMatrices[i];
     setup.restRotationFrames[i] = veltraKernelRotationFrame{setup.restWorldMatrices[i].inverse(),
                                                             local.rotateOrientation().asMatrix()};
+    // The same transformation in two parts, each composed by the host's own
+    // rule with the other part's components left out.
+    HTransformationMatrix ahead = local, behind = local;
+    const double noAngles[3] = {0.0, 0.0, 0.0}, unitScale[3] = {1.0, 1.0, 1.0};
+    ahead.setRotation(noAngles, local.rotationOrder());
+    ahead.setJointOrientation(HQuaternion());
+    ahead.setTranslation(HVector::zero, HSpace::kTransform);
+    behind.setScale(unitScale, HSpace::kTransform);
+    behind.setShear(noAngles, HSpace::kTransform);
+    behind.setRotateOrientation(HQuaternion());
+    setup.aheadOfRotation[i] = ahead.asMatrix();
+    setup.behindRotation[i] = behind.asMatrix();
   }
 
   // A bend of d degrees turns the interior angle a into a + d; the limits keep
@@ -189,18 +219,18 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
 }
 
 veltraKernelPass kernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
-                             double& bendFraction) {
+                             double& bendFraction, HVector& endBelowRoot) {
   veltraKernelPass bend = noRotation(setup.restWorldPositions.length());
   bendFraction = solveRadial(setup, bend);
   // The sphere solve aims whatever the radial solve produced.
-  solveSphere(input, setup, bend);
+  endBelowRoot = ikEndBelowRoot(setup, bend);
+  solveSphere(input, setup, endBelowRoot, bend);
   return bend;
 }
 
 veltraKernelPass postKernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
-                                 const veltraKernelPass& bend) {
+                                 const veltraKernelSolvedChain& solved) {
   veltraKernelPass plane = noRotation(setup.restWorldPositions.length());
-  const veltraKernelSolvedChain solved = ikSolvedChain(setup, bend);
   const HQuaternion planeRotation = solveRotatePlane(input, setup, solved);
   const HQuaternion twistRotation = solveTwist(input, solved);
 

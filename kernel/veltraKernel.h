@@ -10,8 +10,8 @@
 // Entry i of a pass means "rotate chain entry i by angle i (radians) about
 // axis i in the entry's object space" (R <- q x R, after the rotate
 // orientation); axes need not be unit length and angle 0 about the zero axis
-// is no rotation. The node writes the rest pose, then the bend pass, then the
-// plane pass.
+// is no rotation. The node writes each entry's rest rotation with the bend
+// pass and then the plane pass added, composed into one write.
 //
 // Frames used throughout:
 //   - world: the host's world space;
@@ -88,6 +88,11 @@ struct veltraKernelSetup {
   std::vector<HMatrix> restWorldMatrices;                       // per entry
   HPointArray restWorldPositions;                               // per entry
   std::vector<veltraKernelRotationFrame> restRotationFrames;    // per entry
+  // Per entry, the rest transformation split where an added rotation acts:
+  // S x Sh x RA ahead of it, R x JO x T (rest R) behind it, so that a trial
+  // moves a point through an entry with two small products and a quaternion.
+  std::vector<HMatrix> aheadOfRotation;
+  std::vector<HMatrix> behindRotation;
   // Per inner entry, the bend axis in its rotation frame (child x parent
   // bone); the zero vector where the bones are parallel and no bend exists.
   HVectorArray bendAxes;
@@ -112,6 +117,7 @@ struct veltraKernelSolvedChain {
   HMatrix worldToSolvedRoot;   // inclusive inverse x rotate orientation x aim^-1
   HMatrix objectToSolvedRoot;  // rotate orientation x aim^-1, for directions without scale
   HVector rootToEndAxis;       // solved root frame
+  HPoint worldEnd;             // the bent and aimed end in world space
 };
 
 struct veltraKernelResult {
@@ -121,6 +127,10 @@ struct veltraKernelResult {
   double bendFraction = 0.0;
   // Whether the bent and aimed end lies within kReachTolerance of the handle.
   bool reached = false;
+  // Per entry but the end: its rest rotation with the bend and then the plane
+  // rotation added in object space (plane x bend x rest, unit length), the
+  // rotation the node writes.
+  std::vector<HQuaternion> solvedRotations;
 };
 
 namespace veltraKernel {
@@ -139,12 +149,12 @@ veltraKernelResult solve(const veltraKernelInput& input);
 
 // Stages of solve, in order.
 veltraKernelSetup preKernelSolve(const veltraKernelInput& input);
-// The bend pass and the bend fraction.
+// The bend pass, the bend fraction and the bent end (ikEndBelowRoot).
 veltraKernelPass kernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
-                             double& bendFraction);
-// The plane pass.
+                             double& bendFraction, HVector& endBelowRoot);
+// The plane pass of the solved chain.
 veltraKernelPass postKernelSolve(const veltraKernelInput& input, const veltraKernelSetup& setup,
-                                 const veltraKernelPass& bend);
+                                 const veltraKernelSolvedChain& solved);
 
 // Radial solve: one bend fraction in [0, 1] drives every inner joint towards
 // its fold or straight limit; a bisection finds the fraction at which the
@@ -159,11 +169,14 @@ double solveRadialIteration(const veltraKernelSetup& setup, double bendFraction,
 
 // Sphere solve: the root's aim, the least rotation (in the root's rotation
 // frame) carrying the bent end's direction onto the handle's. Writes entry 0.
+// `endBelowRoot` is the end of the chain bent by the pass (ikEndBelowRoot).
 void solveSphere(const veltraKernelInput& input, const veltraKernelSetup& setup,
-                 veltraKernelPass& bend);
+                 const HVector& endBelowRoot, veltraKernelPass& bend);
 
-// The chain posed by the bend pass, seen from the solved root frame.
-veltraKernelSolvedChain ikSolvedChain(const veltraKernelSetup& setup, const veltraKernelPass& bend);
+// The chain posed by the bend pass (bent as `endBelowRoot` says, aimed by
+// entry 0), seen from the solved root frame.
+veltraKernelSolvedChain ikSolvedChain(const veltraKernelSetup& setup, const veltraKernelPass& bend,
+                                      const HVector& endBelowRoot);
 // Rotate-plane and twist rotations about the solved chain's root-to-end
 // axis, in the solved root frame.
 HQuaternion solveRotatePlane(const veltraKernelInput& input, const veltraKernelSetup& setup,
@@ -175,6 +188,15 @@ HQuaternion solveTwist(const veltraKernelInput& input, const veltraKernelSolvedC
 // World positions of the chain with the pass's rotations added to the rest
 // pose, root first (the root does not move).
 HPointArray ikSimulatedWorldPositions(const veltraKernelSetup& setup, const veltraKernelPass& pass);
+// The end of the chain with the rotations of entries 1 to n - 2 of the pass
+// added to the rest pose, as a point in the root's child space (the space
+// the root's local transformation maps into its parent's): what every trial
+// of the radial solve needs, without the other entries' positions.
+HVector ikEndBelowRoot(const veltraKernelSetup& setup, const veltraKernelPass& pass);
+// A point of an entry's child space moved into its parent's space through the
+// entry's rest transformation with a rotation (a unit quaternion) added.
+HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQuaternion& added,
+                       const HVector& point);
 // A world point in a rotation frame.
 inline HPoint ikPositionInRotationFrame(const HPoint& worldPoint,
                                         const veltraKernelRotationFrame& frame) {

@@ -15,6 +15,11 @@ namespace veltraKernel {
 
 namespace {
 
+// The bend pass of a fraction: entries 1 to n - 2 (a pass of another length
+// is first reset to n entries of no rotation).
+void radialBends(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
+                 veltraKernelPass& trial);
+
 // One bisection of [lowerBound, upperBound] with the solve's stopping rules:
 // the best fraction, and whether any trial beat the rest pose.
 struct RadialBisection {
@@ -122,15 +127,28 @@ double solveRadial(const veltraKernelSetup& setup, veltraKernelPass& bend) {
   if (!found.improved) {
     return 0.0;
   }
-  solveRadialIteration(setup, found.fraction, foldMode, bend);
+  radialBends(setup, found.fraction, foldMode, bend);
   return found.fraction;
 }
 
 double solveRadialIteration(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
                             veltraKernelPass& trial) {
+  radialBends(setup, bendFraction, foldMode, trial);
+  // The root does not turn in a trial, so its rest world matrix carries the
+  // end into the world; the root stays at its own translation.
+  const HPoint worldEnd = HPoint(ikEndBelowRoot(setup, trial)) * setup.restWorldMatrices[0];
+  return (worldEnd - setup.restWorldPositions[0]).length();
+}
+
+namespace {
+
+void radialBends(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
+                 veltraKernelPass& trial) {
   const unsigned n = setup.restWorldPositions.length();
-  trial.angles = HDoubleArray(n, 0.0);
-  trial.axes = HVectorArray(n, HVector::zero);
+  if (trial.angles.length() != n) {
+    trial.angles = HDoubleArray(n, 0.0);
+    trial.axes = HVectorArray(n, HVector::zero);
+  }
 
   for (unsigned i = 1; i + 1 < n; ++i) {
     double fraction = bendFraction * setup.biasRates[i];
@@ -164,9 +182,8 @@ double solveRadialIteration(const veltraKernelSetup& setup, double bendFraction,
       }
     }
   }
-
-  const HPointArray worldPositions = ikSimulatedWorldPositions(setup, trial);
-  return (worldPositions[n - 1] - worldPositions[0]).length();
 }
+
+}  // namespace
 
 }  // namespace veltraKernel

@@ -9,16 +9,12 @@
 namespace veltraKernel {
 
 void solveSphere(const veltraKernelInput& input, const veltraKernelSetup& setup,
-                 veltraKernelPass& bend) {
-  // World positions of the chain bent by the radial solve; entry 0 of the
-  // bend pass is still no rotation, so the root is not turned.
-  const HPointArray worldPositions = ikSimulatedWorldPositions(setup, bend);
-
+                 const HVector& endBelowRoot, veltraKernelPass& bend) {
   // The bent end and the handle in the root's rotation frame, as directions
-  // from the root.
+  // from the root. The root is not turned yet, so the bent end's place below
+  // the root only needs the rotate orientation to enter that frame.
   const veltraKernelRotationFrame& rootFrame = setup.restRotationFrames[0];
-  const HVector endDirection(
-      ikPositionInRotationFrame(worldPositions[worldPositions.length() - 1], rootFrame));
+  const HVector endDirection = endBelowRoot * rootFrame.orientation;
   const HVector handleDirection(ikPositionInRotationFrame(input.handleWorldPosition, rootFrame));
 
   const double angle = std::fabs(endDirection.angle(handleDirection));

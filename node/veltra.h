@@ -1,7 +1,8 @@
 #pragma once
 // The IK solver node `veltra`: the host's frame around one solve.
 //
-// The node keeps no state of its own. A solve gathers the handle's inputs
+// The node keeps no state of its own, so the host may solve handles that
+// share no joints on several threads at once. A solve gathers the handle's inputs
 // from the scene (veltraData.h), runs the kernel over them (veltraKernel.h)
 // and writes the result back onto the chain.
 
@@ -24,6 +25,9 @@ class veltra : public HPxIkSolverNode {
   // handle. On failure a message is printed and no joint is changed.
   HStatus doSolve() override;
   HString solverTypeName() const override;
+  // A solve touches only its own handle and chain (and the rest pose check's
+  // memory, which locks).
+  bool isThreadSafe() const override { return true; }
   // Moves the handle onto its end effector (world space); nothing else changes.
   void snapHandle(HObject& handle) override;
 

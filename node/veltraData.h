@@ -24,6 +24,7 @@
 #include <HFloatArray.h>
 #include <HIntArray.h>
 #include <HObject.h>
+#include <HPointArray.h>
 #include <HStatus.h>
 #include <HString.h>
 #include <HVector.h>
@@ -84,9 +85,11 @@ HStatus ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector, HDGMod
 // True the first time a handle is solved with this rest pose (its preferred
 // angles), and again only after they change; kept in the plug-in, not the scene.
 bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose);
-// With the chain in its rest pose: warns, naming them, about inner joints
-// whose bones are parallel (straight or folded flat), which never bend.
-void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle);
+// Warns, naming them, about inner joints whose bones are parallel (straight
+// or folded flat) at rest, which never bend; the world positions are the
+// chain's in its rest pose, root first.
+void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle,
+                              const HPointArray& restWorldPositions);
 
 // --- Angle bias ramp -------------------------------------------------------------------
 // "wexelAngleBias": one ramp entry per inner joint, positions locked so that
@@ -118,11 +121,10 @@ HStatus ikPose(const HDagPathArray& joints, HVectorArray& pose);
 HStatus ikPrefAngles(const HDagPathArray& joints, HVectorArray& angles);
 // Writes entries 0 to n - 2 as preferred angles; the last entry is ignored.
 HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles);
-// Sets the rotations of entries 0 to n - 2 to the pose (Euler radians in each
-// entry's rotate order); the end keeps its own.
-void ikApplyPose(const HDagPathArray& joints, const HVectorArray& pose);
-// Adds rotation i of the pass (radians about axis i, object space) to chain
-// entry i, for every entry in index order.
-void ikApplyRotations(const HDagPathArray& joints, const veltraKernelPass& pass);
+// Sets the rotation of every entry but the end to the result's solved
+// rotation (its rest rotation with the bend and plane rotations added), one
+// write per entry; the end keeps its own.
+void ikApplyResult(const HDagPathArray& joints, const veltraKernelInput& input,
+                   const veltraKernelResult& result);
 
 }  // namespace veltraData

@@ -74,23 +74,19 @@ HStatus ikPrefAnglesSet(const HDagPathArray& joints, const HVectorArray& angles)
   return result;
 }
 
-void ikApplyPose(const HDagPathArray& joints, const HVectorArray& pose) {
-  // The end entry is left alone: its rotation moves nothing that the solve sees.
+void ikApplyResult(const HDagPathArray& joints, const veltraKernelInput& input,
+                   const veltraKernelResult& result) {
+  // One write per entry: the kernel's solved rotation as Euler angles in the
+  // entry's rotate order, the solution closest to the rest angles (as adding
+  // the rotations to the rest pose one by one would keep them). The end entry
+  // is left alone: its rotation moves nothing that the solve sees.
   const unsigned n = joints.length();
-  for (unsigned i = 0; i + 1 < n; ++i) {
-    HFnTransform fnTransform(joints[i]);
-    const double angles[3] = {pose[i].x, pose[i].y, pose[i].z};
-    fnTransform.setRotation(angles, fnTransform.rotationOrder());
-  }
-}
-
-void ikApplyRotations(const HDagPathArray& joints, const veltraKernelPass& pass) {
-  // Object space: the rotation acts after the rotate orientation and before
-  // the existing rotation, the frame the kernel computed the axes in.
-  const unsigned n = joints.length();
-  for (unsigned i = 0; i < n; ++i) {
-    HFnTransform fnTransform(joints[i]);
-    fnTransform.rotateBy(HQuaternion(pass.angles[i], pass.axes[i]), HSpace::kObject);
+  for (unsigned i = 0; i + 1 < n && i < result.solvedRotations.size(); ++i) {
+    const HEulerRotation::RotationOrder order =
+        HTransformationMatrix::toEulerOrder(input.localTransformations[i].rotationOrder());
+    HEulerRotation angles = HEulerRotation::decompose(result.solvedRotations[i].asMatrix(), order);
+    angles.setToClosestSolution(HEulerRotation(input.restPose[i], order));
+    HFnTransform(joints[i]).setRotation(angles);
   }
 }
 

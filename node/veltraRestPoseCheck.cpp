@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -26,6 +27,7 @@ namespace {
 // Handle -> hash of the rest pose last checked. Entries of deleted handles are
 // dropped whenever the map has doubled since the last sweep.
 struct CheckedRestPoses {
+  std::mutex lock;  // handles may be solved on several threads at once
   std::unordered_map<HObjectHandle, std::uint64_t> byHandle;
   std::size_t sizeAtSweep = 0;
 };
@@ -72,6 +74,7 @@ std::string joinNames(const std::vector<std::string>& names) {
 bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose) {
   CheckedRestPoses& checked = checkedRestPoses();
   const std::uint64_t key = restPoseKey(restPose);
+  const std::lock_guard<std::mutex> guard(checked.lock);
   auto inserted = checked.byHandle.emplace(HObjectHandle(handle.node()), key);
   if (!inserted.second) {
     if (inserted.first->second == key)
@@ -88,15 +91,17 @@ bool ikRestPoseCheckDue(const HDagPath& handle, const HVectorArray& restPose) {
   return true;
 }
 
-void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle) {
-  const unsigned n = joints.length();
+void ikRestPoseWarnUnbendable(const HDagPathArray& joints, const HDagPath& handle,
+                              const HPointArray& restWorldPositions) {
+  const unsigned n =
+      joints.length() < restWorldPositions.length() ? joints.length() : restWorldPositions.length();
   std::vector<std::string> straight;
   for (unsigned i = 1; i + 1 < n; ++i) {
     // World positions: parallel bones stay parallel in every joint's own frame,
     // which is where the solve looks for the bend plane.
-    const HPoint parent = HPoint::origin * joints[i - 1].inclusiveMatrix();
-    const HPoint self = HPoint::origin * joints[i].inclusiveMatrix();
-    const HPoint child = HPoint::origin * joints[i + 1].inclusiveMatrix();
+    const HPoint& parent = restWorldPositions[i - 1];
+    const HPoint& self = restWorldPositions[i];
+    const HPoint& child = restWorldPositions[i + 1];
     if ((parent - self).isParallel(child - self, 1e-10))
       straight.push_back(HFnDependencyNode(joints[i].node()).name().asChar());
   }

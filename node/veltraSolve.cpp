@@ -1,6 +1,7 @@
 // The host's solve call: gather the handle's inputs (creating its stored data
 // on the first solve), run the kernel over them and write the result: the
-// rest pose, then the bend pass, then the plane pass.
+// rest pose with the bend pass and then the plane pass added, one write per
+// joint.
 
 #include <HString.h>
 #include <veltraKernel.h>
@@ -75,15 +76,13 @@ HStatus veltra::doSolve() {
   }
   const veltraKernelResult result = veltraKernel::solve(input);
 
-  // Both passes add to the rest pose rather than to whatever the previous
-  // evaluation left.
-  ikApplyPose(joints, input.restPose);
-  // The chain is at rest here, which is what the check measures; it only reads.
+  // The check measures the chain at rest; it runs once per rest pose.
   if (ikRestPoseCheckDue(handle, input.restPose)) {
-    ikRestPoseWarnUnbendable(joints, handle);
+    ikRestPoseWarnUnbendable(joints, handle,
+                             veltraKernel::preKernelSolve(input).restWorldPositions);
   }
-  // The bend pass first: the root's plane rotation turns the already bent chain.
-  ikApplyRotations(joints, result.bend);
-  ikApplyRotations(joints, result.plane);
+  // Both passes add to the rest pose rather than to whatever the previous
+  // evaluation left: the bend pass first, then the root's plane rotation.
+  ikApplyResult(joints, input, result);
   return HStatus(HStatus::kSuccess);
 }

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
-# build tool, GoogleTest/GoogleMock, Google Benchmark, clang-format, valgrind, for hostpy Debian's
-# Python 3 with its headers, pybind11, NumPy and pytest, and for the viewport cpp-httplib,
-# nlohmann-json, node, npm and chromium. When everything is
+# build tool, GoogleTest/GoogleMock, Google Benchmark, oneTBB, clang-format, valgrind, for hostpy
+# Debian's Python 3 with its headers, pybind11, NumPy and pytest, and for the viewport
+# cpp-httplib, nlohmann-json, node, npm and chromium. When everything is
 # there it only looks (no network, well under a second). When something is missing it installs it
 # as root, or otherwise names the missing Debian packages and fails.
 set -euo pipefail
@@ -23,7 +23,7 @@ need_pkg() {  # need_pkg DEBIAN_PACKAGE
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
   echo "deps.sh: this is not a Debian-based machine; install by hand: g++ (C++17), cmake >= 3.20," \
-    "make or ninja, GoogleTest and GoogleMock, Google Benchmark, clang-format, valgrind," \
+    "make or ninja, GoogleTest and GoogleMock, Google Benchmark, oneTBB, clang-format, valgrind," \
     "Python 3 with headers, pybind11, NumPy, pytest" >&2
   exit 1
 fi
@@ -39,6 +39,8 @@ need_tool valgrind valgrind
 need_pkg libgtest-dev
 need_pkg libgmock-dev
 need_pkg libbenchmark-dev
+# oneTBB: the IK system solves independent handles on a thread pool.
+need_pkg libtbb-dev
 # hostpy is built and tested with Debian's /usr/bin/python3, whatever python3 comes first on PATH.
 need_pkg python3-dev
 need_pkg pybind11-dev

@@ -8,10 +8,23 @@
 // the creation, deletion or move of a node without children (all that building
 // or opening a scene does) update the index in place; other structural edits
 // have it rebuilt when it is next needed.
+//
+// Evaluation may solve on several threads (see HIkSystem.h). While it does,
+// every thread writes only its own chains' values and the matrix caches below
+// them; what all of them share is reached under one lock: this file's state
+// (dirty set, index), through the change notifications that a write sends,
+// and the per-thread handle group of the solver node.
 
 #include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <numeric>
 #include <unordered_map>
 #include <unordered_set>
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
 
 #include "AnimInternal.h"
 #include "HFnIkHandle.h"
@@ -61,6 +74,12 @@ struct IkState {
   std::unordered_set<std::uint32_t> warnedNoSolver;
   bool suspended = false;
   bool evaluating = false;
+  bool parallel = true;
+  unsigned lastParallelGroups = 0;
+  // Held by whoever reads or changes the state above while solves may run
+  // on other threads; recursive, since a write inside a notification
+  // (an effector following its end joint) notifies again.
+  std::recursive_mutex lock;
   const Attribute* rotate = nullptr;
   const Attribute* translate = nullptr;
 };
@@ -400,6 +419,7 @@ bool leafRemoved(Node* node) {
 
 void onChange(const Change& change, void*) {
   IkState& s = state();
+  const std::lock_guard<std::recursive_mutex> guard(s.lock);
   Node* node = nodeOf(change.node);
   if (!node)
     return;
@@ -496,6 +516,7 @@ HStatus runSolver(const HObject& handle, HPxIkSolverNode* solver) {
   solver->setHandleGroup(nullptr);
   // What the solve itself changed on the handle (first-solve attributes,
   // preferred angles) must not leave it dirty.
+  const std::lock_guard<std::recursive_mutex> guard(state().lock);
   state().dirty.erase(handle.nodeSlot());
   return status;
 }
@@ -517,6 +538,150 @@ int depthOf(const Node* node) {
   for (const Node* n = node; n; n = n->parent)
     ++depth;
   return depth;
+}
+
+// Handles to solve in one evaluation, split into groups that can be solved
+// at the same time: a group's solves only write nodes that no other group's
+// solves read or write. Solving a chain writes its joints and moves every
+// node below them, and a solve reads its own chain, the nodes above it and
+// its handle with the nodes above that. So two handles go into one group
+// when they share a chain node, or when a chain node of one is the other's
+// handle or lies above the other's start joint or handle.
+std::vector<std::vector<HObject>> independentGroups(const std::vector<HObject>& handles) {
+  std::vector<size_t> parent(handles.size());
+  std::iota(parent.begin(), parent.end(), size_t(0));
+  auto find = [&](size_t i) {
+    while (parent[i] != i)
+      i = parent[i] = parent[parent[i]];
+    return i;
+  };
+  auto join = [&](size_t a, size_t b) { parent[find(a)] = find(b); };
+
+  std::unordered_map<std::uint32_t, size_t> chainOwner;  // node slot -> handle index
+  for (size_t h = 0; h < handles.size(); ++h) {
+    for (const Node* n : chainNodes(nodeOf(handles[h]))) {
+      auto inserted = chainOwner.emplace(n->slot, h);
+      if (!inserted.second)
+        join(h, inserted.first->second);
+    }
+  }
+  for (size_t h = 0; h < handles.size(); ++h) {
+    const Node* handle = nodeOf(handles[h]);
+    const Node* start = nodeOf(nodeLink(handles[h], kLinkStartJoint));
+    const Node* above[2] = {handle, start ? start->parent : nullptr};
+    for (const Node* from : above) {
+      for (const Node* n = from; n; n = n->parent) {
+        auto owner = chainOwner.find(n->slot);
+        if (owner != chainOwner.end() && owner->second != h)
+          join(h, owner->second);
+      }
+    }
+  }
+
+  std::vector<std::vector<HObject>> groups;
+  std::unordered_map<size_t, size_t> groupOf;  // union root -> group index
+  for (size_t h = 0; h < handles.size(); ++h) {
+    auto at = groupOf.emplace(find(h), groups.size());
+    if (at.second)
+      groups.emplace_back();
+    groups[at.first->second].push_back(handles[h]);
+  }
+  return groups;
+}
+
+// A chain or handle with a connection can move or be moved by nodes outside
+// every group; such an evaluation stays on one thread.
+bool touchesConnections(const HObject& handle) {
+  const Node* node = nodeOf(handle);
+  if (node->incomingConnections || node->outgoingConnections)
+    return true;
+  for (const Node* n : chainNodes(node)) {
+    if (n->incomingConnections || n->outgoingConnections)
+      return true;
+  }
+  return false;
+}
+
+// Fewer groups than this are solved in order: starting tasks costs more than
+// a handful of solves.
+constexpr size_t kMinParallelGroups = 8;
+// Groups handed to one task at a time.
+constexpr size_t kGroupsPerTask = 4;
+
+// Whether the handles may be solved in groups on several threads.
+bool solvableInParallel(const std::vector<HObject>& handles) {
+  if (!state().parallel || handles.size() < kMinParallelGroups)
+    return false;
+  for (const HObject& handle : handles) {
+    HPxIkSolverNode* solver = solverOf(handle);
+    if (!solver || !solver->isThreadSafe() || touchesConnections(handle))
+      return false;
+  }
+  return true;
+}
+
+// The world matrices a solve reads above its chain and its handle, computed
+// now on one thread: two solves may read the same ones, and reading a matrix
+// that is not cached yet writes the cache.
+void cacheMatricesAbove(const HObject& handle) {
+  const Node* node = nodeOf(handle);
+  if (node->parent)
+    worldMatrix(node->parent);
+  if (const Node* start = nodeOf(nodeLink(handle, kLinkStartJoint))) {
+    if (start->parent)
+      worldMatrix(start->parent);
+  }
+}
+
+// Solves the handles that are dirty when their turn comes, in order. Solving
+// an upper chain dirties the lower ones below it, which are then solved after
+// it in this same evaluation.
+void solveInOrder(const std::vector<HObject>& handles, HStatus* statuses) {
+  IkState& s = state();
+  for (size_t i = 0; i < handles.size(); ++i) {
+    bool dirty;
+    {
+      const std::lock_guard<std::recursive_mutex> guard(s.lock);
+      dirty = nodeOf(handles[i]) && s.dirty.count(handles[i].nodeSlot());
+    }
+    if (dirty)
+      statuses[i] = runSolver(handles[i], solverOf(handles[i]));
+  }
+}
+
+// The groups of one parallel evaluation and what their solves returned.
+struct ParallelSolve {
+  const std::vector<std::vector<HObject>>* groups;
+  std::vector<std::vector<HStatus>> statuses;
+  std::atomic<size_t> tasksDone;
+};
+
+// The evaluation under way. TBB hands tasks from thread to thread inside its
+// own library, where a race detector cannot see it, so the tasks carry no
+// data of ours: they find the job here, and the release and acquire on this
+// pointer and on the job's counter order everything before the loop before
+// every task, and every task before what follows the loop. Evaluation never
+// runs twice at once.
+std::atomic<ParallelSolve*> gParallelSolve{nullptr};
+
+void solveGroupsInParallel(ParallelSolve& job) {
+  gParallelSolve.store(&job, std::memory_order_release);
+  // Fixed chunks of groups (a simple partitioner): solves cost about the
+  // same, so adapting the split gains nothing.
+  tbb::parallel_for(
+      tbb::blocked_range<size_t>(0, job.groups->size(), kGroupsPerTask),
+      [](const tbb::blocked_range<size_t>& range) {
+        ParallelSolve& current = *gParallelSolve.load(std::memory_order_acquire);
+        for (size_t g = range.begin(); g != range.end(); ++g) {
+          const std::vector<HObject>& group = (*current.groups)[g];
+          current.statuses[g].assign(group.size(), ok());
+          solveInOrder(group, current.statuses[g].data());
+        }
+        current.tasksDone.fetch_add(1, std::memory_order_acq_rel);
+      },
+      tbb::simple_partitioner());
+  job.tasksDone.load(std::memory_order_acquire);
+  gParallelSolve.store(nullptr, std::memory_order_release);
 }
 
 void evaluationHook() {
@@ -578,7 +743,8 @@ HStatus HIkSystem::evaluate() {
                    [](const std::pair<int, HObject>& a, const std::pair<int, HObject>& b) {
                      return a.first < b.first;
                    });
-  HStatus result = ok();
+  // Which handles solve: warnings and checks happen here, on this thread.
+  std::vector<HObject> toSolve;
   for (auto& entry : order) {
     const HObject& handle = entry.second;
     if (!nodeOf(handle) || !s.dirty.count(handle.nodeSlot()))
@@ -592,7 +758,34 @@ HStatus HIkSystem::evaluate() {
       continue;  // stays dirty until it can be solved
     if (!s.warnedNoSolver.empty())
       s.warnedNoSolver.erase(handle.nodeSlot());
-    HStatus status = runSolver(handle, solver);
+    toSolve.push_back(handle);
+  }
+
+  std::vector<HStatus> statuses(toSolve.size(), ok());
+  std::vector<std::vector<HObject>> groups;
+  if (solvableInParallel(toSolve))
+    groups = independentGroups(toSolve);
+  s.lastParallelGroups = groups.size() >= kMinParallelGroups ? unsigned(groups.size()) : 0u;
+  if (s.lastParallelGroups) {
+    for (const HObject& handle : toSolve)
+      cacheMatricesAbove(handle);
+    // Each group's statuses, in the group's order; reported in the
+    // evaluation's order below.
+    ParallelSolve job{&groups, std::vector<std::vector<HStatus>>(groups.size()), {0}};
+    solveGroupsInParallel(job);
+    std::unordered_map<std::uint32_t, HStatus> bySlot;
+    for (size_t g = 0; g < groups.size(); ++g) {
+      for (size_t i = 0; i < groups[g].size(); ++i)
+        bySlot[groups[g][i].nodeSlot()] = job.statuses[g][i];
+    }
+    for (size_t i = 0; i < toSolve.size(); ++i)
+      statuses[i] = bySlot[toSolve[i].nodeSlot()];
+  } else {
+    solveInOrder(toSolve, statuses.data());
+  }
+
+  HStatus result = ok();
+  for (const HStatus& status : statuses) {
     if (status.statusCode() != HStatus::kSuccess && result.statusCode() == HStatus::kSuccess)
       result = status;
   }
@@ -639,6 +832,18 @@ HStatus HIkSystem::snapHandle(const HObject& handle) {
   return ok();
 }
 
+void HIkSystem::setParallelEvaluation(bool enabled) {
+  state().parallel = enabled;
+}
+
+bool HIkSystem::isParallelEvaluation() {
+  return state().parallel;
+}
+
+unsigned HIkSystem::lastParallelGroupCount() {
+  return state().lastParallelGroups;
+}
+
 void HIkSystem::setSolvingSuspended(bool suspended) {
   state().suspended = suspended;
 }
@@ -661,6 +866,34 @@ HStatus HIkHandleGroup::addHandle(const HObject& handle) {
     return invalid("The handle is already in the group");
   fHandles.push_back(handle);
   return ok();
+}
+
+namespace {
+
+// The group each solver node was given on this thread.
+thread_local std::vector<std::pair<const HPxIkSolverNode*, HIkHandleGroup*>> tHandleGroups;
+
+}  // namespace
+
+void HPxIkSolverNode::setHandleGroup(HIkHandleGroup* group) {
+  auto at = std::find_if(tHandleGroups.begin(), tHandleGroups.end(),
+                         [this](const auto& entry) { return entry.first == this; });
+  if (at != tHandleGroups.end()) {
+    if (group)
+      at->second = group;
+    else
+      tHandleGroups.erase(at);
+  } else if (group) {
+    tHandleGroups.emplace_back(this, group);
+  }
+}
+
+HIkHandleGroup* HPxIkSolverNode::handleGroup() const {
+  for (const auto& entry : tHandleGroups) {
+    if (entry.first == this)
+      return entry.second;
+  }
+  return nullptr;
 }
 
 HString HPxIkSolverNode::solverTypeName() const {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <iostream>
+#include <mutex>
 
 namespace {
 // Null means std::cerr. Atomic so that a redirect from one thread does not
@@ -34,6 +35,9 @@ HString HStatus::errorString() const {
 }
 
 void HStatus::perror(const HString& text) const {
+  // Solves on several threads may report at once; one line at a time.
+  static std::mutex lock;
+  const std::lock_guard<std::mutex> guard(lock);
   std::ostream& os = errorStream();
   os << text.asStdString() << ": " << errorString().asStdString() << '\n';
   os.flush();

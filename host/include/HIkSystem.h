@@ -24,6 +24,18 @@ class HIkSystem {
   static void markDirty(const HObject& handle);
   // Moves the handle onto its effector through its solver's snapHandle.
   static HStatus snapHandle(const HObject& handle);
+  // Whether evaluate may solve on several threads (on by default). Handles
+  // then go in groups: two handles fall into one group when they share a
+  // joint, or when one's chain lies above the other's chain or handle; the
+  // groups run in parallel, each in the order above. Only when every handle
+  // to solve has a thread-safe solver, nothing connected to its chain, and
+  // there are enough groups to be worth it; otherwise everything runs in
+  // order on the calling thread. The poses are the same either way.
+  static void setParallelEvaluation(bool enabled);
+  static bool isParallelEvaluation();
+  // How many groups the last evaluate solved in parallel; 0 when it solved on
+  // the calling thread alone.
+  static unsigned lastParallelGroupCount();
   // Globally suspends solving (e.g. while a scene file is read).
   static void setSolvingSuspended(bool suspended);
   static bool isSolvingSuspended();

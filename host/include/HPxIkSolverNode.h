@@ -4,8 +4,9 @@
 
 // Base of IK solver node types. For each dirty, enabled handle that names a
 // node of the type as its solver, the host sets the handle group, calls
-// preSolve, doSolve, postSolve. snapHandle is asked when a handle is snapped
-// onto its effector.
+// preSolve, doSolve, postSolve. Handles that share no joints may be solved on
+// several threads at once, so a solver keeps no per-solve state in members. snapHandle is asked
+// when a handle is snapped onto its effector.
 class HPxIkSolverNode : public HPxNode {
  public:
   HPxIkSolverNode() = default;
@@ -21,8 +22,14 @@ class HPxIkSolverNode : public HPxNode {
   virtual bool hasJointLimitSupport() const { return fSupportJointLimits; }
   virtual bool hasUniqueSolution() const { return true; }
   virtual bool groupHandlesByTopology() const { return true; }
-  virtual void setHandleGroup(HIkHandleGroup* group) { fGroup = group; }
-  virtual HIkHandleGroup* handleGroup() const { return fGroup; }
+  // Whether doSolve may run on several threads at once for handles that share
+  // no joints (it then touches only its own handle and chain and keeps
+  // nothing in members). Off unless a solver says so.
+  virtual bool isThreadSafe() const { return false; }
+  // The group is kept per thread: the host may solve handles that share one
+  // solver node on several threads at once, each with its own group.
+  virtual void setHandleGroup(HIkHandleGroup* group);
+  virtual HIkHandleGroup* handleGroup() const;
   // Default: moves the handle onto its end effector.
   virtual void snapHandle(HObject& handle);
 
@@ -34,7 +41,6 @@ class HPxIkSolverNode : public HPxNode {
   void setUniqueSolution(bool value) { (void)value; }
 
  private:
-  HIkHandleGroup* fGroup = nullptr;
   bool fSingleChainOnly = false;
   bool fRotatePlane = false;
   bool fPositionOnly = false;

@@ -162,7 +162,7 @@ TEST(KernelPlane, RotatePlaneAndTwistAreTurnsAboutTheSolvedAxis) {
   veltraKernelSetup setup;
   setup.planeNormal = HVector::zAxis;
   setup.poleAngleOffset = kPi / 2;
-  const veltraKernelSolvedChain solved{HMatrix(), HMatrix(), HVector(2, 0, 0)};
+  const veltraKernelSolvedChain solved{HMatrix(), HMatrix(), HVector(2, 0, 0), HPoint(2, 0, 0)};
   struct Case {
     HVector pole;
     double twist, turnAboutX;

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <sstream>
 #include <utility>
@@ -540,6 +541,9 @@ void evaluateScene() {
 // Messages
 
 void reportMessage(const char* kind, const std::string& text) {
+  // Solves on several threads may warn at once; one message at a time.
+  static std::mutex lock;
+  const std::lock_guard<std::mutex> guard(lock);
   if (frames().empty()) {
     emit(kind, text);
     return;

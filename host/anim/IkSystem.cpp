@@ -593,10 +593,10 @@ std::vector<std::vector<HObject>> independentGroups(const std::vector<HObject>& 
 // every group; such an evaluation stays on one thread.
 bool touchesConnections(const HObject& handle) {
   const Node* node = nodeOf(handle);
-  if (node->incomingConnections || node->outgoingConnections)
+  if (!node->incoming.empty() || !node->outgoing.empty())
     return true;
   for (const Node* n : chainNodes(node)) {
-    if (n->incomingConnections || n->outgoingConnections)
+    if (!n->incoming.empty() || !n->outgoing.empty())
       return true;
   }
   return false;

@@ -135,7 +135,7 @@ HTransformationMatrix buildTransformation(const Node* node) {
   TransformMemo& memo = memoOf(node);
   for (unsigned k = 0; k < memo.filled; ++k) {
     // The entry used last first: most reads repeat the previous one.
-    const unsigned e = memo.last ^ k;
+    const unsigned e = (memo.last + k) % TransformMemo::kEntries;
     const TransformMemo::Inputs& key = memo.entries[e].key;
     if (sameBits<kTransformInputs>(key.transform, values) &&
         sameBits<3>(key.jointOrient, jointOrient)) {
@@ -156,15 +156,16 @@ HTransformationMatrix buildTransformation(const Node* node) {
   }
   tm.setTranslation(HVector(v[kSlotTranslate], v[kSlotTranslate + 1], v[kSlotTranslate + 2]),
                     HSpace::kTransform);
-  // The entry not used last makes way, so that the rest pose and the pose a
-  // solve leaves behind can both stay.
-  const unsigned e = memo.filled == 0 ? 0 : memo.last ^ 1u;
+  // A free entry, else the one after the entry used last makes way.
+  const unsigned e = memo.filled < TransformMemo::kEntries
+                         ? memo.filled
+                         : (memo.last + 1) % TransformMemo::kEntries;
   TransformMemo::Entry& entry = memo.entries[e];
   std::memcpy(entry.key.transform, values, sizeof entry.key.transform);
   std::memcpy(entry.key.jointOrient, jointOrient, sizeof entry.key.jointOrient);
   entry.transformation = tm;
   memo.last = e;
-  if (memo.filled < 2)
+  if (memo.filled < TransformMemo::kEntries)
     ++memo.filled;
   node->transformCurrent = node->incoming.empty();
   return tm;

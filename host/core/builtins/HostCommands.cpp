@@ -307,7 +307,7 @@ class HelpCommand : public HostCommand {
     const std::string name = argument(parser, 0);
     const CommandInfo* info = findCommand(HString(name));
     if (!info)
-      return fail(HStatus(HStatus::kNotFound, "Unknown command: " + name));
+      return fail(HStatus(HStatus::kNotFound, unknownCommandMessage(name)));
     setResult(commandUsage(*info));
     return HStatus(HStatus::kSuccess);
   }

@@ -179,7 +179,7 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
   }
   const CommandInfo* info = findCommand(name);
   if (!info) {
-    const std::string message = composeMessage(location, "", "Unknown command: " + name);
+    const std::string message = composeMessage(location, "", unknownCommandMessage(name));
     emit("Error", message);
     return HStatus(HStatus::kNotFound, message);
   }
@@ -215,8 +215,11 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
       HStatus parseStatus;
       HArgParser parser(syntax, args, &parseStatus);
       if (!parseStatus) {
-        reportMessage("Error", parser.errorMessage().asStdString() +
-                                   ". Usage: " + commandUsage(command).asStdString());
+        // A message that ends in a question ("Did you mean...?") takes no full stop.
+        const std::string text = parser.errorMessage().asStdString();
+        const bool question = !text.empty() && text.back() == '?';
+        reportMessage("Error", text + (question ? " Usage: " : ". Usage: ") +
+                                   commandUsage(command).asStdString());
         status = parseStatus;
       }
     }

@@ -174,6 +174,20 @@ TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
   const size_t error = run.out.find("Error: Unknown command 'nosuch'.");
   ASSERT_NE(error, std::string::npos) << run.out;
   EXPECT_NE(run.out.find("hostsh> after", error), std::string::npos) << run.out;
+  // A banner with the version and how to get help comes before the first
+  // prompt (the terminal echoes the typed lines first).
+  EXPECT_LT(run.out.find("hostsh 1."), run.out.find("hostsh> ")) << run.out;
+  EXPECT_NE(run.out.find("Type 'help'"), std::string::npos) << run.out;
+
+  // exit and quit leave at once; what follows them is not run.
+  for (const char* word : {"exit", "quit ;"}) {
+    std::ofstream(fDir + "/typed.txt") << "print before\n" << word << "\nprint later\n";
+    const ShellRun left = collect("script -q -c " + shellQuoted(binaryDir() + "/bin/hostsh") +
+                                  " /dev/null <typed.txt");
+    EXPECT_EQ(left.exitCode, 0) << word;
+    EXPECT_NE(left.out.find("> before"), std::string::npos) << left.out;
+    EXPECT_EQ(left.out.find("> later"), std::string::npos) << left.out;
+  }
 }
 
 }  // namespace

@@ -308,7 +308,10 @@ class HelpCommand : public HostCommand {
     const CommandInfo* info = findCommand(HString(name));
     if (!info)
       return fail(HStatus(HStatus::kNotFound, unknownCommandMessage(name)));
-    setResult(commandUsage(*info));
+    // The usage line, then every flag with the type of its values.
+    appendToResult(commandUsage(*info));
+    for (const HString& line : commandFlagLines(*info))
+      appendToResult(line);
     return HStatus(HStatus::kSuccess);
   }
 };

@@ -310,6 +310,24 @@ HString commandUsage(const CommandInfo& info) {
   return HString(usage);
 }
 
+HStringArray commandFlagLines(const CommandInfo& info) {
+  HStringArray lines;
+  if (!info.syntax)
+    return lines;
+  const HSyntax syntax = info.syntax();
+  for (const HSyntax::Flag& flag : syntax.flags()) {
+    std::string line = "  " + flag.shortName.asStdString() + " " + flag.longName.asStdString();
+    for (HSyntax::HArgType type : flag.argTypes)
+      line += std::string(" ") + argTypeName(type);
+    if (flag.argTypes.empty())
+      line += " (no value)";
+    if (flag.multiUse)
+      line += " (may be repeated)";
+    lines.append(HString(line));
+  }
+  return lines;
+}
+
 HStatus runCommands(const std::string& text, const RunOptions& options, HStringArray* lastResult) {
   CommandReader reader(text, options.firstLine);
   ParsedCommand parsed;

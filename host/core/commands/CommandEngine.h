@@ -33,6 +33,9 @@ HStatus runCommands(const std::string& text, const RunOptions& options,
 // The one-line usage of a command: the registered text, or one made from
 // its syntax.
 HString commandUsage(const CommandInfo& info);
+// One line per flag of the command's syntax, "  -n -name string", in the
+// order the syntax declares them; empty for a command without a syntax.
+HStringArray commandFlagLines(const CommandInfo& info);
 
 // Reads a script file and runs it with its path as the source.
 HStatus runScriptFile(const std::string& path, RunOptions options);

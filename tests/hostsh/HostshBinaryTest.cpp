@@ -128,6 +128,22 @@ TEST_F(HostshBinaryTest, HelpListsOptionsAndCommands) {
   EXPECT_EQ(help.err, "Error: help: Unknown command 'nope'.\n");
 }
 
+TEST_F(HostshBinaryTest, RelativePathsAreTakenFromTheFileBeingRead) {
+  // Beside the reading file first, then the working folder.
+  ASSERT_EQ(std::system(("mkdir -p " + shellQuoted(fDir + "/rig/sub")).c_str()), 0);
+  std::ofstream(fDir + "/rig/main.hsa") << "source part.hsa\nsource sub/deep.hsa\n"
+                                           "source cwd.hsa\nfile -open -force scene.hsa\nls\n";
+  std::ofstream(fDir + "/rig/part.hsa") << "print beside\n";
+  std::ofstream(fDir + "/rig/sub/deep.hsa") << "source part.hsa\n";
+  std::ofstream(fDir + "/rig/sub/part.hsa") << "print deeper\n";
+  std::ofstream(fDir + "/part.hsa") << "print wrong\n";
+  std::ofstream(fDir + "/cwd.hsa") << "print working\n";
+  ASSERT_EQ(hostsh("-c 'createNode transform -n kept; file -save rig/scene.hsa'").exitCode, 0);
+  const ShellRun run = hostsh("rig/main.hsa");
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, "beside\ndeeper\nworking\nkept\n");
+}
+
 TEST_F(HostshBinaryTest, MistypedWordsGetASuggestion) {
   const struct {
     const char* commands;

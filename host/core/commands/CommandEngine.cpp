@@ -2,6 +2,8 @@
 
 #include "CommandEngine.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <atomic>
 #include <deque>
@@ -35,6 +37,7 @@ std::atomic<std::ostream*> gOutputStream{nullptr};
 struct Frame {
   std::string command;
   std::string location;  // "file:line", or "" for commands typed or run from C++
+  std::string source;    // the file the command was read from, or ""
   std::string pluginName;
   bool printResults = false;
   bool undoable = true;
@@ -204,8 +207,8 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
   evaluateScene();
 
   std::unique_ptr<HPxCommand> object(static_cast<HPxCommand*>(command.creator()));
-  frames().push_back(Frame{name, location, command.pluginName.asStdString(), options.printResults,
-                           options.undoable, 0, std::string()});
+  frames().push_back(Frame{name, location, options.source, command.pluginName.asStdString(),
+                           options.printResults, options.undoable, 0, std::string()});
   HStatus status(HStatus::kSuccess);
   if (!object) {
     status = HStatus(HStatus::kFailure, "The command could not be created");
@@ -571,6 +574,22 @@ void reportMessage(const char* kind, const std::string& text) {
   }
   const Frame& top = frames().back();
   emit(kind, composeMessage(top.location, top.command, text));
+}
+
+std::string pathFromReadingFile(const std::string& path) {
+  if (path.empty() || path[0] == '/')
+    return path;
+  for (auto it = frames().rbegin(); it != frames().rend(); ++it) {
+    if (it->source.empty())
+      continue;
+    const size_t slash = it->source.rfind('/');
+    if (slash == std::string::npos)
+      return path;  // the file's folder is the working folder
+    const std::string beside = it->source.substr(0, slash + 1) + path;
+    struct stat info;
+    return stat(beside.c_str(), &info) == 0 ? beside : path;
+  }
+  return path;
 }
 
 std::string currentCommandName() {

@@ -54,13 +54,27 @@ hostdetail::RunOptions scriptOptions() {
   return options;
 }
 
+// A line that asks to leave the prompt: exit or quit, alone on the line.
+bool isExitLine(const std::string& line) {
+  const size_t first = line.find_first_not_of(" \t");
+  if (first == std::string::npos)
+    return false;
+  const size_t last = line.find_last_not_of(" \t;");
+  const std::string word = line.substr(first, last + 1 - first);
+  return word == "exit" || word == "quit";
+}
+
 int runInteractive() {
+  std::cout << "hostsh " << HOSTSH_VERSION
+            << ". Type 'help' for the commands, 'help COMMAND' for one, 'exit' to leave.\n";
   std::string line;
   int lineNumber = 0;
   while (true) {
     std::cout << "hostsh> " << std::flush;
     if (!std::getline(std::cin, line))
       break;
+    if (isExitLine(line))
+      return kExitSuccess;
     ++lineNumber;
     hostdetail::RunOptions options = scriptOptions();
     options.firstLine = lineNumber;

@@ -101,7 +101,7 @@ TEST_F(HostshBinaryTest, CommandStringsAndStandardInput) {
   EXPECT_EQ(run.out, "piped\ntransform1\n");
   run = hostsh("-", "print x\nnope\n");
   EXPECT_EQ(run.exitCode, 1);
-  EXPECT_EQ(run.err, "Error: <stdin>:2: Unknown command: nope\n");
+  EXPECT_EQ(run.err, "Error: <stdin>:2: Unknown command 'nope'.\n");
 }
 
 TEST_F(HostshBinaryTest, BadUsageExitsWithTwo) {
@@ -125,7 +125,57 @@ TEST_F(HostshBinaryTest, HelpListsOptionsAndCommands) {
   const ShellRun help = hostsh("-c 'help source; help nope'");
   EXPECT_EQ(help.exitCode, 1);
   EXPECT_EQ(help.out, "source PATH\n");
-  EXPECT_EQ(help.err, "Error: help: Unknown command: nope\n");
+  EXPECT_EQ(help.err, "Error: help: Unknown command 'nope'.\n");
+}
+
+TEST_F(HostshBinaryTest, RelativePathsAreTakenFromTheFileBeingRead) {
+  // Beside the reading file first, then the working folder.
+  ASSERT_EQ(std::system(("mkdir -p " + shellQuoted(fDir + "/rig/sub")).c_str()), 0);
+  std::ofstream(fDir + "/rig/main.hsa") << "source part.hsa\nsource sub/deep.hsa\n"
+                                           "source cwd.hsa\nfile -open -force scene.hsa\nls\n";
+  std::ofstream(fDir + "/rig/part.hsa") << "print beside\n";
+  std::ofstream(fDir + "/rig/sub/deep.hsa") << "source part.hsa\n";
+  std::ofstream(fDir + "/rig/sub/part.hsa") << "print deeper\n";
+  std::ofstream(fDir + "/part.hsa") << "print wrong\n";
+  std::ofstream(fDir + "/cwd.hsa") << "print working\n";
+  ASSERT_EQ(hostsh("-c 'createNode transform -n kept; file -save rig/scene.hsa'").exitCode, 0);
+  const ShellRun run = hostsh("rig/main.hsa");
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, "beside\ndeeper\nworking\nkept\n");
+}
+
+TEST_F(HostshBinaryTest, MistypedWordsGetASuggestion) {
+  const struct {
+    const char* commands;
+    const char* error;
+  } cases[] = {
+      {"mvoe", "Error: Unknown command 'mvoe'. Did you mean 'move'?\n"},
+      {"CREATENODE transform", "Error: Unknown command 'CREATENODE'. Did you mean 'createNode'?\n"},
+      {"qwertyuiop", "Error: Unknown command 'qwertyuiop'.\n"},
+      {"help mvoe", "Error: help: Unknown command 'mvoe'. Did you mean 'move'?\n"},
+      {"createNode transform -nmae a",
+       "Error: createNode: Invalid flag: -nmae. Did you mean '-name'? Usage: createNode TYPE"},
+      {"createNode transform -zz", "Error: createNode: Invalid flag: -zz. Usage: createNode TYPE"},
+      {"createNode trnasform",
+       "Error: createNode: Unknown node type 'trnasform'. Did you mean "
+       "'transform'?\n"},
+      {"createNode veltra",
+       "Error: createNode: Unknown node type 'veltra'. Load its plug-in first: loadPlugin "
+       "veltra\n"},
+      {"createNode transform; getAttr transform1.trnaslate",
+       "Error: getAttr: Cannot find plug 'transform1.trnaslate': No such attribute. Did you mean "
+       "'translate'?\n"},
+      {"createNode transform; setAttr transform1.translate.tyy 1",
+       "Error: setAttr: Cannot find plug 'transform1.translate.tyy': No such attribute. Did you "
+       "mean 'ty'?\n"},
+  };
+  for (const auto& c : cases) {
+    const ShellRun run = hostsh("-c " + shellQuoted(c.commands));
+    EXPECT_EQ(run.exitCode, 1) << c.commands;
+    EXPECT_EQ(run.err.rfind(c.error, 0), 0u) << c.commands << "\n" << run.err;
+  }
+  // Once the plug-in is loaded its node type is simply created.
+  EXPECT_EQ(hostsh("-c 'loadPlugin veltra; createNode veltra'").exitCode, 0);
 }
 
 TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
@@ -137,9 +187,23 @@ TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
   EXPECT_EQ(run.exitCode, 0);
   // The terminal merges both streams; the session went on past the error.
   EXPECT_NE(run.out.find("hostsh> "), std::string::npos) << run.out;
-  const size_t error = run.out.find("Error: Unknown command: nosuch");
+  const size_t error = run.out.find("Error: Unknown command 'nosuch'.");
   ASSERT_NE(error, std::string::npos) << run.out;
   EXPECT_NE(run.out.find("hostsh> after", error), std::string::npos) << run.out;
+  // A banner with the version and how to get help comes before the first
+  // prompt (the terminal echoes the typed lines first).
+  EXPECT_LT(run.out.find("hostsh 1."), run.out.find("hostsh> ")) << run.out;
+  EXPECT_NE(run.out.find("Type 'help'"), std::string::npos) << run.out;
+
+  // exit and quit leave at once; what follows them is not run.
+  for (const char* word : {"exit", "quit ;"}) {
+    std::ofstream(fDir + "/typed.txt") << "print before\n" << word << "\nprint later\n";
+    const ShellRun left = collect("script -q -c " + shellQuoted(binaryDir() + "/bin/hostsh") +
+                                  " /dev/null <typed.txt");
+    EXPECT_EQ(left.exitCode, 0) << word;
+    EXPECT_NE(left.out.find("> before"), std::string::npos) << left.out;
+    EXPECT_EQ(left.out.find("> later"), std::string::npos) << left.out;
+  }
 }
 
 }  // namespace

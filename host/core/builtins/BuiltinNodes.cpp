@@ -8,14 +8,29 @@
 #include "HDGModifier.h"
 #include "HDagPath.h"
 #include "HGlobal.h"
+#include "HPluginManager.h"
 #include "HSelectionList.h"
 #include "commands/BuiltinSupport.h"
 #include "commands/CommandRegistry.h"
+#include "commands/Suggest.h"
 #include "graph/Node.h"
+#include "plugins/PluginSearch.h"
 
 namespace hostdetail {
 namespace builtin {
 namespace {
+
+// The type may belong to a plug-in that is not loaded yet: a plug-in file of
+// that name says how to get it; otherwise a known type may be meant.
+std::string unknownNodeType(const std::string& typeName) {
+  const std::string message = "Unknown node type '" + typeName + "'.";
+  if (!HPluginManager::isLoaded(HString(typeName)) && !pluginFileNamed(typeName).empty())
+    return message + " Load its plug-in first: loadPlugin " + typeName;
+  std::vector<std::string> names;
+  for (const NodeType* type : nodeTypes())
+    names.push_back(type->name);
+  return message + didYouMean(typeName, names);
+}
 
 std::string statusText(const HStatus& status) {
   return status.errorString().asStdString();
@@ -43,7 +58,7 @@ class CreateNodeCommand : public Command {
     std::string typeName = arg(0);
     const NodeType* type = nodeTypeToCreate(typeName);
     if (!type)
-      return failure("Unknown node type '" + typeName + "'");
+      return failure(unknownNodeType(typeName));
     std::string name = flag("-n") ? flagWord("-n") : std::string();
     if (flag("-n") && !isValidNodeName(name))
       return failure(
@@ -182,7 +197,7 @@ class LsCommand : public Command {
       return false;
     };
     if (!typeName.empty() && !findNodeType(typeName) && !placeholderType())
-      return failure("Unknown node type '" + typeName + "'");
+      return failure(unknownNodeType(typeName));
     std::set<std::uint32_t> matching;
     for (unsigned i = 0; i < argCount(); ++i) {
       for (const HObject& node : nodesMatching(arg(i)))

@@ -165,7 +165,7 @@ class FileCommand : public HostCommand {
     if (parser.isFlagSet("-open")) {
       if (path.empty())
         return fail(HStatus(HStatus::kInvalidParameter, "-open needs the path of a scene file"));
-      return HFileIO::open(HString(path));
+      return HFileIO::open(HString(pathFromReadingFile(path)));
     }
     const std::string target = path.empty() ? HFileIO::currentFile().asStdString() : path;
     if (target.empty()) {
@@ -191,7 +191,7 @@ class SourceCommand : public HostCommand {
  public:
   HStatus doIt(const HArgList& args) override {
     const std::string path = argument(parse(args), 0);
-    return runScriptFile(path, nestedRunOptions());
+    return runScriptFile(pathFromReadingFile(path), nestedRunOptions());
   }
 };
 void* createSource() {
@@ -307,8 +307,11 @@ class HelpCommand : public HostCommand {
     const std::string name = argument(parser, 0);
     const CommandInfo* info = findCommand(HString(name));
     if (!info)
-      return fail(HStatus(HStatus::kNotFound, "Unknown command: " + name));
-    setResult(commandUsage(*info));
+      return fail(HStatus(HStatus::kNotFound, unknownCommandMessage(name)));
+    // The usage line, then every flag with the type of its values.
+    appendToResult(commandUsage(*info));
+    for (const HString& line : commandFlagLines(*info))
+      appendToResult(line);
     return HStatus(HStatus::kSuccess);
   }
 };

@@ -10,9 +10,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "HFnAttribute.h"
 #include "HFnDependencyNode.h"
 #include "HFnTransform.h"
 #include "HSelectionList.h"
+#include "Suggest.h"
 #include "graph/Node.h"
 #include "graph/PlugAccess.h"
 
@@ -220,6 +222,33 @@ HObject nodeByName(const std::string& name, std::string& error) {
   return node;
 }
 
+namespace {
+
+// The attribute name in a plug path ("ramp[2].ramp_Position") that the node
+// does not have, with a suggestion from the names it does have.
+std::string attributeSuggestion(const HObject& node, const std::string& path) {
+  HFnDependencyNode fn(node);
+  std::vector<std::string> names;
+  for (unsigned i = 0; i < fn.attributeCount(); ++i) {
+    HFnAttribute attribute(fn.attribute(i));
+    names.push_back(attribute.name().asStdString());
+    names.push_back(attribute.shortName().asStdString());
+  }
+  size_t start = 0;
+  while (start < path.size()) {
+    size_t end = path.find('.', start);
+    if (end == std::string::npos)
+      end = path.size();
+    const std::string part = path.substr(start, std::min(end, path.find('[', start)) - start);
+    if (!fn.hasAttribute(HString(part)))
+      return didYouMean(part, names);
+    start = end + 1;
+  }
+  return std::string();
+}
+
+}  // namespace
+
 HPlug plugByName(const std::string& name, std::string& error) {
   size_t dot = name.find('.');
   if (dot == std::string::npos || dot == 0 || dot + 1 == name.size()) {
@@ -236,6 +265,9 @@ HPlug plugByName(const std::string& name, std::string& error) {
   HPlug plug = plugFromName(node, name.substr(dot + 1), &status);
   if (status.statusCode() != HStatus::kSuccess) {
     error = "Cannot find plug '" + name + "': " + status.errorString().asStdString();
+    const std::string hint = attributeSuggestion(node, name.substr(dot + 1));
+    if (!hint.empty())
+      error += "." + hint;
     return HPlug();
   }
   return plug;

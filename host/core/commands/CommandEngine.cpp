@@ -2,6 +2,8 @@
 
 #include "CommandEngine.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <atomic>
 #include <deque>
@@ -35,6 +37,7 @@ std::atomic<std::ostream*> gOutputStream{nullptr};
 struct Frame {
   std::string command;
   std::string location;  // "file:line", or "" for commands typed or run from C++
+  std::string source;    // the file the command was read from, or ""
   std::string pluginName;
   bool printResults = false;
   bool undoable = true;
@@ -179,7 +182,7 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
   }
   const CommandInfo* info = findCommand(name);
   if (!info) {
-    const std::string message = composeMessage(location, "", "Unknown command: " + name);
+    const std::string message = composeMessage(location, "", unknownCommandMessage(name));
     emit("Error", message);
     return HStatus(HStatus::kNotFound, message);
   }
@@ -204,8 +207,8 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
   evaluateScene();
 
   std::unique_ptr<HPxCommand> object(static_cast<HPxCommand*>(command.creator()));
-  frames().push_back(Frame{name, location, command.pluginName.asStdString(), options.printResults,
-                           options.undoable, 0, std::string()});
+  frames().push_back(Frame{name, location, options.source, command.pluginName.asStdString(),
+                           options.printResults, options.undoable, 0, std::string()});
   HStatus status(HStatus::kSuccess);
   if (!object) {
     status = HStatus(HStatus::kFailure, "The command could not be created");
@@ -215,8 +218,11 @@ HStatus runOne(const ParsedCommand& parsed, const RunOptions& options, HStringAr
       HStatus parseStatus;
       HArgParser parser(syntax, args, &parseStatus);
       if (!parseStatus) {
-        reportMessage("Error", parser.errorMessage().asStdString() +
-                                   ". Usage: " + commandUsage(command).asStdString());
+        // A message that ends in a question ("Did you mean...?") takes no full stop.
+        const std::string text = parser.errorMessage().asStdString();
+        const bool question = !text.empty() && text.back() == '?';
+        reportMessage("Error", text + (question ? " Usage: " : ". Usage: ") +
+                                   commandUsage(command).asStdString());
         status = parseStatus;
       }
     }
@@ -305,6 +311,24 @@ HString commandUsage(const CommandInfo& info) {
   if (syntax.argsSetExplicitly() && (maximum == 0 || maximum > shown))
     usage += "...";
   return HString(usage);
+}
+
+HStringArray commandFlagLines(const CommandInfo& info) {
+  HStringArray lines;
+  if (!info.syntax)
+    return lines;
+  const HSyntax syntax = info.syntax();
+  for (const HSyntax::Flag& flag : syntax.flags()) {
+    std::string line = "  " + flag.shortName.asStdString() + " " + flag.longName.asStdString();
+    for (HSyntax::HArgType type : flag.argTypes)
+      line += std::string(" ") + argTypeName(type);
+    if (flag.argTypes.empty())
+      line += " (no value)";
+    if (flag.multiUse)
+      line += " (may be repeated)";
+    lines.append(HString(line));
+  }
+  return lines;
 }
 
 HStatus runCommands(const std::string& text, const RunOptions& options, HStringArray* lastResult) {
@@ -550,6 +574,22 @@ void reportMessage(const char* kind, const std::string& text) {
   }
   const Frame& top = frames().back();
   emit(kind, composeMessage(top.location, top.command, text));
+}
+
+std::string pathFromReadingFile(const std::string& path) {
+  if (path.empty() || path[0] == '/')
+    return path;
+  for (auto it = frames().rbegin(); it != frames().rend(); ++it) {
+    if (it->source.empty())
+      continue;
+    const size_t slash = it->source.rfind('/');
+    if (slash == std::string::npos)
+      return path;  // the file's folder is the working folder
+    const std::string beside = it->source.substr(0, slash + 1) + path;
+    struct stat info;
+    return stat(beside.c_str(), &info) == 0 ? beside : path;
+  }
+  return path;
 }
 
 std::string currentCommandName() {

@@ -33,6 +33,9 @@ HStatus runCommands(const std::string& text, const RunOptions& options,
 // The one-line usage of a command: the registered text, or one made from
 // its syntax.
 HString commandUsage(const CommandInfo& info);
+// One line per flag of the command's syntax, "  -n -name string", in the
+// order the syntax declares them; empty for a command without a syntax.
+HStringArray commandFlagLines(const CommandInfo& info);
 
 // Reads a script file and runs it with its path as the source.
 HStatus runScriptFile(const std::string& path, RunOptions options);
@@ -96,6 +99,10 @@ void evaluateScene();
 // "Error: LOCATION: COMMAND: text" (location and command when known) on the
 // error stream; kind is "Error", "Warning".
 void reportMessage(const char* kind, const std::string& text);
+// A path named by a command being read from a file: a relative one is taken
+// from that file's folder when something is there, else from the working
+// folder, so that a scene and the files it sources can live together.
+std::string pathFromReadingFile(const std::string& path);
 // The name of the innermost running command ("" outside commands).
 std::string currentCommandName();
 // Options for text that the running command runs as part of itself (source):

@@ -6,6 +6,9 @@
 #include <cctype>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "Suggest.h"
 
 namespace hostdetail {
 
@@ -63,6 +66,13 @@ HStringArray commandNames() {
   for (const auto& entry : table())
     names.append(HString(entry.first));
   return names;
+}
+
+std::string unknownCommandMessage(const std::string& name) {
+  std::vector<std::string> names;
+  for (const auto& entry : table())
+    names.push_back(entry.first);
+  return "Unknown command '" + name + "'." + didYouMean(name, names);
 }
 
 BuiltinCommand::BuiltinCommand(const char* name, CommandCreator creator, SyntaxCreator syntax,

@@ -3,6 +3,8 @@
 // like plug-in commands; they register themselves at static-initialisation
 // time with a BuiltinCommand object, plug-ins through HFnPlugin.
 
+#include <string>
+
 #include "HPxCommand.h"
 #include "HStatus.h"
 #include "HString.h"
@@ -26,6 +28,9 @@ HStatus registerCommand(const CommandInfo& info);
 HStatus deregisterCommand(const HString& name);
 const CommandInfo* findCommand(const HString& name);
 HStringArray commandNames();
+// "Unknown command 'mvoe'. Did you mean 'move'?" (the question only when a
+// registered command is close).
+std::string unknownCommandMessage(const std::string& name);
 
 // Registers a built-in command when the library that defines it is loaded.
 struct BuiltinCommand {

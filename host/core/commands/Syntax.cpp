@@ -7,6 +7,7 @@
 #include "HArgList.h"
 #include "HArgParser.h"
 #include "HSyntax.h"
+#include "Suggest.h"
 
 namespace {
 
@@ -236,7 +237,13 @@ HArgParser::HArgParser(const HSyntax& syntax, const HArgList& args, HStatus* sta
       continue;
     }
     if (!flag) {
-      fError = "Invalid flag: " + word.asStdString();
+      std::vector<std::string> names;
+      for (const HSyntax::Flag& known : syntax.flags()) {
+        names.push_back(known.shortName.asStdString());
+        names.push_back(known.longName.asStdString());
+      }
+      const std::string hint = hostdetail::didYouMean(word.asStdString(), names);
+      fError = "Invalid flag: " + word.asStdString() + (hint.empty() ? "" : "." + hint);
       break;
     }
     std::vector<HArgList>& uses = fFlagUses[flag->shortName];

@@ -27,6 +27,7 @@
 #include "graph/Placeholders.h"
 #include "graph/SceneInternal.h"
 #include "messages/MessageInternal.h"
+#include "plugins/PluginSearch.h"
 
 #ifndef VELTRA_PLUGIN_DIR
 #define VELTRA_PLUGIN_DIR ""
@@ -462,4 +463,11 @@ HString HStringResource::getString(const HStringResourceId& id, HStatus& status)
   }
   status = HStatus(HStatus::kSuccess);
   return HString(it->second);
+}
+
+std::string hostdetail::pluginFileNamed(const std::string& name) {
+  if (name.empty() || name.find('/') != std::string::npos)
+    return std::string();
+  std::string path, pluginName;
+  return resolve(name, path, pluginName) ? path : std::string();
 }

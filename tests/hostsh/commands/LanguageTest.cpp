@@ -67,7 +67,7 @@ TEST_F(LanguageTest, UnknownCommandsAreNamed) {
   Capture capture;
   HStatus status = run("probeCounter; noSuchCommand -x 1; probeCounter");
   EXPECT_EQ(status.statusCode(), HStatus::kNotFound);
-  EXPECT_EQ(capture.err(), "Error: Unknown command: noSuchCommand\n");
+  EXPECT_EQ(capture.err(), "Error: Unknown command 'noSuchCommand'.\n");
   EXPECT_EQ(probeLog().counter, 1);  // stopped at the unknown command
 }
 

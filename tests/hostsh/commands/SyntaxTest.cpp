@@ -2,6 +2,7 @@
 // counts, multi-use flags, and the errors of invocations that do not fit.
 
 #include "HArgParser.h"
+#include "HGlobal.h"
 #include "HostshTestUtil.h"
 
 using namespace hostshtest;
@@ -73,6 +74,25 @@ TEST_F(SyntaxTest, CountsAreCheckedAndTheUsageShown) {
   // A command without arguments in its syntax refuses any.
   EXPECT_NE(errorOf("undo now").find("Error: undo: Too many arguments: \"now\". Usage: undo"),
             std::string::npos);
+}
+
+TEST_F(SyntaxTest, HelpListsEveryFlagOfAPluginCommandWithItsTypes) {
+  HStringArray lines;
+  ASSERT_TRUE(succeeded(HGlobal::executeCommand("help probeSyntax", lines)));
+  std::vector<std::string> text;
+  for (const HString& line : lines)
+    text.push_back(line.asStdString());
+  const std::vector<std::string> expected = {"  -n -name string",
+                                             "  -c -count int",
+                                             "  -u -unsigned int",
+                                             "  -d -distance distance",
+                                             "  -b -bool on|off",
+                                             "  -p -point number number number",
+                                             "  -m -multi string (may be repeated)",
+                                             "  -q -query (no value)"};
+  ASSERT_EQ(text.size(), expected.size() + 1);
+  EXPECT_EQ(text[0].rfind("probeSyntax [-n|-name string]", 0), 0u) << text[0];
+  EXPECT_EQ(std::vector<std::string>(text.begin() + 1, text.end()), expected);
 }
 
 TEST_F(SyntaxTest, AFailedParseNeverRunsTheCommand) {

@@ -113,7 +113,7 @@ TEST_F(FileIOTest, FailedOpensLoseNothing) {
       {"unreadable", fOther, "", "file: Cannot open scene file " + fOther + ": Permission denied"},
       {"empty", fOther, "", "file: Cannot open scene file " + fOther + ": the file is empty"},
       {"bad line", fOther, inserted[0].c_str(), fOther + at + "setAttr: "},
-      {"unknown command", fOther, inserted[1].c_str(), fOther + at + "Unknown command: qwerty"},
+      {"unknown command", fOther, inserted[1].c_str(), fOther + at + "Unknown command 'qwerty'."},
       {"undo inside", fOther, inserted[2].c_str(),
        fOther + at + "undo: Not allowed while a scene file is being opened"},
       {"cut in a string", fOther, inserted[3].c_str(),

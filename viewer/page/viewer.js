@@ -103,7 +103,7 @@ function formatNumber(value) {
 // Drawing
 
 const view = document.getElementById('view');
-const renderer = new THREE.WebGLRenderer({ antialias: false, preserveDrawingBuffer: true });
+const renderer = new THREE.WebGLRenderer({ antialias: false, preserveDrawingBuffer: false });
 renderer.setPixelRatio(1);
 view.appendChild(renderer.domElement);
 const labelRenderer = new CSS2DRenderer();
@@ -146,6 +146,7 @@ const byName = new Map();
 let selectedHandle = null;
 let sceneSize = 1;
 let framed = false;
+let shownVersion = 0;
 
 function worldPosition(node, into = new THREE.Vector3()) {
   // Row vectors: the translation is the matrix's last row.
@@ -322,7 +323,16 @@ function showScene(scene) {
   }
   updatePanel();
   updateStatus();
-  needsRender = true;
+  // Drawn at once rather than at the next frame: without a GPU the software
+  // renderer then works while this thread waits for the next move, instead
+  // of holding up the frame that shows it.
+  if (scene.version > shownVersion) {
+    shownVersion = scene.version;
+    countUpdate();
+    draw();
+  } else {
+    needsRender = true;
+  }
 }
 
 function frameAll() {
@@ -353,18 +363,13 @@ window.addEventListener('resize', resize);
 resize();
 
 orbit.addEventListener('change', () => { needsRender = true; });
-let renderedVersion = 0;
+function draw() {
+  needsRender = false;
+  renderer.render(scene3d, camera);
+  labelRenderer.render(scene3d, camera);
+}
 function animate() {
-  if (needsRender) {
-    needsRender = false;
-    renderer.render(scene3d, camera);
-    labelRenderer.render(scene3d, camera);
-    // The rate shown counts versions that reached the screen, not replies.
-    if (current.version !== renderedVersion) {
-      renderedVersion = current.version;
-      countUpdate();
-    }
-  }
+  if (needsRender) draw();
   requestAnimationFrame(animate);
 }
 requestAnimationFrame(animate);

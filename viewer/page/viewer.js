@@ -287,7 +287,7 @@ function placeDrawing(drawing, node, r) {
 // The pole vector as an arrow from the start joint, scaled to the chain.
 function placePole(pole, ik, r) {
   const start = pole && drawingByName.get(ik.startJoint);
-  if (!start || !start.finite || !ik.poleVector.every(Number.isFinite)) return;
+  if (!start || !start.finite || !Array.isArray(ik.poleVector) || !ik.poleVector.every(Number.isFinite)) return;
   const direction = scratch.direction.fromArray(ik.poleVector);
   if (direction.lengthSq() === 0) return;
   direction.normalize();

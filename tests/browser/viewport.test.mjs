@@ -156,8 +156,9 @@ async function main() {
   }
   check(outside.length === 0, `no request left the server (${outside.join(', ') || 'none did'})`);
 
-  // A 12-joint tail, built from the command box, dragged for a second with
-  // the mouse as fast as events come: the chain must follow at 30 updates/s.
+  // A 12-joint tail, built from the command box, dragged with the mouse as
+  // fast as events come for a sustained 2.5 s: the chain must follow at 30
+  // updates/s or more (versions of the scene that reached the screen).
   const joints = Array.from({ length: 12 }, (_, i) => `joint -p ${i} ${(0.02 * i * i).toFixed(2)} 0`);
   await page.type('#command', ['file -new -f', 'loadPlugin veltra', 'createNode veltra -n veltra',
     ...joints, 'select -cl', 'ikHandle -sj joint1 -ee joint12 -sol veltra', 'move -ws 6 5 0 ikHandle1'].join('; '));
@@ -165,22 +166,24 @@ async function main() {
   await page.waitForFunction(() => window.viewer.scene.nodes.some((n) => n.name === 'ikHandle1'), { timeout: 30000 });
   await page.click('#frame');
   await new Promise((r) => setTimeout(r, 200));
+  // A drag moves what is drawn; it makes nothing anew.
+  await page.evaluate(() => { document.querySelector('.label.joint').dataset.kept = 'yes'; });
   const tailStart = await page.evaluate(() => window.viewer.screenPosition('ikHandle1'));
   await page.mouse.move(tailStart.x, tailStart.y);
   await page.mouse.down();
   const counted = await page.evaluate(() => window.viewer.updateCount);
   const began = Date.now();
   let moves = 0;
-  for (; Date.now() - began < 1000; moves++)
+  for (; Date.now() - began < 2500; moves++)
     await page.mouse.move(tailStart.x - (moves % 80), tailStart.y + (moves % 80) / 2);
   const updates = (await page.evaluate(() => window.viewer.updateCount)) - counted;
   const elapsed = (Date.now() - began) / 1000;
   await page.mouse.up();
   await page.evaluate(() => window.viewer.settled());
   const rate = updates / elapsed;
-  // Reported, not enforced: headless Chromium renders WebGL in software here,
-  // which sets the pace (about 25/s on two shared cores); see the README.
-  console.log(`${rate >= 30 ? 'ok  ' : 'note'} the tail followed the drag at ${rate.toFixed(0)} updates/s (${moves} mouse moves)`);
+  check(rate >= 30, `the tail followed the drag at ${rate.toFixed(0)} updates/s (${moves} mouse moves in ${elapsed.toFixed(1)} s)`);
+  check(await page.evaluate(() => document.querySelector('.label[data-kept]') !== null),
+    'the drag moved the drawing in place');
   const tail = await sceneOf(address);
   const tailGap = distance(positionOf(tail, 'ikHandle1'), positionOf(tail, 'effector1'));
   check(tailGap < 1e-4, `the tail's effector ended on its handle (${tailGap.toExponential(2)})`);

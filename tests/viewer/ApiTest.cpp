@@ -150,6 +150,24 @@ TEST_F(ViewerApiTest, PageFilesAreServedWithTheirTypesAndNoCors) {
   }
 }
 
+// Compressing costs more than loopback saves: brotli took 20 ms a scene and
+// capped a drag's update rate, so answers go out plain whatever is offered.
+TEST_F(ViewerApiTest, AnswersGoOutUncompressedWhateverTheBrowserOffers) {
+  auto c = client();
+  const httplib::Headers offer{{"Accept-Encoding", "gzip, deflate, br, zstd"}};
+  for (const std::string path : {"/api/scene", "/viewer.js", "/vendor/three.module.js"}) {
+    auto result = c->Get(path.c_str(), offer);
+    ASSERT_TRUE(result) << path;
+    EXPECT_EQ(result->status, 200) << path;
+    EXPECT_FALSE(result->has_header("Content-Encoding")) << path;
+  }
+  auto moved =
+      c->Post("/api/command?undoable=0&scene=1", offer, "move -ws 0 3 2 legIk", "text/plain");
+  ASSERT_TRUE(moved);
+  EXPECT_FALSE(moved->has_header("Content-Encoding"));
+  EXPECT_TRUE(nlohmann::json::parse(moved->body).contains("scene"));
+}
+
 TEST_F(ViewerApiTest, EventStreamAnnouncesEveryChangeFromPagesAndTerminal) {
   std::mutex mutex;
   std::string received;

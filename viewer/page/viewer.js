@@ -26,66 +26,72 @@ async function api(path, options = {}) {
 }
 
 // Commands run one after another, in the order they were asked for. A drag's
-// previews are coalesced: only the newest one waiting is sent, so the page
-// never queues up more work than the host can do.
+// previews are coalesced: one is on its way at a time and only the newest one
+// waiting is sent next, so the page never queues up more work than the host
+// can do and the handle goes where the pointer is now, not where it was.
 let commandChain = Promise.resolve();
 let pendingPreview = null;
+let previewInFlight = false;
+let previewsDone = Promise.resolve();
 
-function runCommand(text, { undoable = true, withScene = true } = {}) {
-  const run = async () => {
-    const query = `?undoable=${undoable ? 1 : 0}${withScene ? '&scene=1' : ''}`;
+// A command's answer carries the scene it left, so while one is on its way the
+// event stream's news is only noted; what the answer did not bring is fetched
+// once it is in.
+let commandsInFlight = 0;
+let heardVersion = 0;
+
+async function postCommand(text, query) {
+  commandsInFlight++;
+  try {
     const reply = await api(`/api/command${query}`, {
       method: 'POST', headers: { 'Content-Type': 'text/plain' }, body: text,
     });
     if (reply.scene) showScene(reply.scene);
     return reply;
-  };
+  } finally {
+    commandsInFlight--;
+    if (commandsInFlight === 0 && heardVersion > current.version) refreshScene();
+  }
+}
+
+function runCommand(text, { undoable = true, withScene = true } = {}) {
+  const run = () => postCommand(text, `?undoable=${undoable ? 1 : 0}${withScene ? '&scene=1' : ''}`);
   const result = Promise.all([commandChain, previewsDone]).then(run, run);
   commandChain = result.catch(() => {});
   return result;
 }
 
-// Two previews may be on their way at once, so that the round trip does not
-// set the pace; the host runs them in turn and the page shows the newest
-// version it is sent.
-const kPreviewsInFlight = 2;
-let previewsInFlight = 0;
-let previewsDone = Promise.resolve();
-
 function previewCommand(text) {
   pendingPreview = text;
-  if (previewsInFlight >= kPreviewsInFlight) return;
-  sendPreview();
+  if (!previewInFlight) sendPreview();
 }
 
 function sendPreview() {
   const latest = pendingPreview;
   pendingPreview = null;
-  previewsInFlight++;
-  const sent = commandChain.then(async () => {
-    const reply = await api('/api/command?undoable=0&scene=1', {
-      method: 'POST', headers: { 'Content-Type': 'text/plain' }, body: latest,
-    });
-    if (reply.scene) showScene(reply.scene);
+  previewInFlight = true;
+  previewsDone = commandChain.then(async () => {
+    const reply = await postCommand(latest, '?undoable=0&scene=1');
     if (!reply.ok) showOutput(latest, reply);
-    countUpdate();
   }).catch(() => {}).finally(() => {
-    previewsInFlight--;
+    previewInFlight = false;
     if (pendingPreview !== null) sendPreview();
   });
-  previewsDone = Promise.all([previewsDone, sent]);
 }
 
 let refreshing = false;
 async function refreshScene() {
   if (refreshing) return;
   refreshing = true;
+  const before = current.version;
   try {
     const scene = await api('/api/scene');
     if (scene.nodes) showScene(scene);
   } finally {
     refreshing = false;
   }
+  // News that came while this request was out: fetch again, if that got further.
+  if (current.version > before && heardVersion > current.version && commandsInFlight === 0) refreshScene();
 }
 
 function formatNumber(value) {
@@ -97,7 +103,7 @@ function formatNumber(value) {
 // Drawing
 
 const view = document.getElementById('view');
-const renderer = new THREE.WebGLRenderer({ antialias: false, preserveDrawingBuffer: true });
+const renderer = new THREE.WebGLRenderer({ antialias: false, preserveDrawingBuffer: false });
 renderer.setPixelRatio(1);
 view.appendChild(renderer.domElement);
 const labelRenderer = new CSS2DRenderer();
@@ -136,123 +142,202 @@ const coneGeometry = new THREE.ConeGeometry(1, 2.5, 12);
 const up = new THREE.Vector3(0, 1, 0);
 
 let current = { version: 0, nodes: [] };
-let byName = new Map();
+const byName = new Map();
 let selectedHandle = null;
 let sceneSize = 1;
 let framed = false;
+let shownVersion = 0;
 
-function worldPosition(node) {
+function worldPosition(node, into = new THREE.Vector3()) {
   // Row vectors: the translation is the matrix's last row.
   const m = node.matrix;
-  return new THREE.Vector3(m[12] ?? 0, m[13] ?? 0, m[14] ?? 0);
+  return into.set(m[12] ?? 0, m[13] ?? 0, m[14] ?? 0);
 }
 
-function label(text, position, kind) {
+const isFinitePoint = (p) => Number.isFinite(p.x + p.y + p.z);
+
+// The box around every drawable node, into a box the caller keeps.
+function sceneBounds(nodes, box) {
+  box.makeEmpty();
+  for (const node of nodes) {
+    worldPosition(node, scratch.point);
+    if (isFinitePoint(scratch.point)) box.expandByPoint(scratch.point);
+  }
+  return box;
+}
+
+// Scratch values for the per-update path: a drag applies a scene many times a
+// second, and with software WebGL every allocation there costs frames.
+const scratch = {
+  point: new THREE.Vector3(), direction: new THREE.Vector3(), size: new THREE.Vector3(),
+  bounds: new THREE.Box3(), ndc: new THREE.Vector2(), hit: new THREE.Vector3(),
+};
+
+// What is drawn for each scene node is kept between updates: an update only
+// moves it, and it is made anew only when the set of nodes changes.
+let drawings = [];
+const drawingByName = new Map();
+
+function addMesh(geometry, mat) {
+  const mesh = new THREE.Mesh(geometry, mat);
+  drawn.add(mesh);
+  return mesh;
+}
+
+function addLabel(text, kind) {
   const element = document.createElement('div');
   element.className = `label ${kind}`;
   element.textContent = text;
   const object = new CSS2DObject(element);
-  object.position.copy(position);
   object.center.set(-0.15, 1.2);
+  drawn.add(object);
   return object;
 }
 
-function stick(from, to, radius, colour) {
-  const length = from.distanceTo(to);
-  const mesh = new THREE.Mesh(cylinderGeometry, material(colour));
-  mesh.scale.set(radius, length, radius);
-  mesh.position.copy(from).add(to).multiplyScalar(0.5);
-  if (length > 0) mesh.quaternion.setFromUnitVectors(up, to.clone().sub(from).normalize());
-  return mesh;
+function makeDrawing(node) {
+  const drawing = {
+    name: node.name, type: node.type, parent: node.parent || '', start: (node.ik && node.ik.startJoint) || '',
+    position: new THREE.Vector3(), finite: false, objects: [], body: null, label: null, bone: null, pole: null,
+  };
+  const add = (object) => { drawing.objects.push(object); return object; };
+  if (node.type === 'joint') {
+    drawing.body = add(addMesh(sphereGeometry, material(COLOURS.joint)));
+    drawing.label = add(addLabel(node.name, 'joint'));
+  } else if (node.type === 'ikEffector') {
+    drawing.body = add(addMesh(octahedronGeometry, material(COLOURS.effector)));
+    drawing.label = add(addLabel(node.name, 'effector'));
+  } else if (node.type === 'ikHandle') {
+    drawing.body = add(addMesh(sphereGeometry, material(COLOURS.handle, { transparent: true, opacity: 0.85 })));
+    drawing.body.userData.handle = node.name;
+    drawing.label = add(addLabel(node.name, 'handle'));
+    if (drawing.start) {
+      drawing.pole = {
+        stick: addMesh(cylinderGeometry, material(COLOURS.pole)),
+        head: addMesh(coneGeometry, material(COLOURS.pole)),
+        label: addLabel(`${node.name} pole`, 'pole'),
+      };
+    }
+  } else {
+    drawing.body = add(addMesh(sphereGeometry, material(COLOURS.transform, { wireframe: true })));
+    drawing.label = add(addLabel(node.name, 'transform'));
+  }
+  return drawing;
 }
 
-function clearDrawn() {
+function sameNodes(nodes) {
+  if (nodes.length !== drawings.length) return false;
+  for (let i = 0; i < nodes.length; i++) {
+    const node = nodes[i];
+    const drawing = drawings[i];
+    if (drawing.name !== node.name || drawing.type !== node.type || drawing.parent !== (node.parent || '') ||
+        drawing.start !== ((node.ik && node.ik.startJoint) || '')) return false;
+  }
+  return true;
+}
+
+function rebuildDrawings(nodes) {
   for (const child of [...drawn.children]) {
-    child.traverse((object) => { if (object.element) object.element.remove(); });
+    if (child.element) child.element.remove();
     drawn.remove(child);
   }
+  drawingByName.clear();
+  drawings = nodes.map(makeDrawing);
+  for (const drawing of drawings) drawingByName.set(drawing.name, drawing);
+  // Bones once the parents are known: a joint under a joint draws the bone up to it.
+  for (const drawing of drawings) {
+    const parent = drawingByName.get(drawing.parent);
+    if (drawing.type === 'joint' && parent && parent.type === 'joint') {
+      drawing.bone = addMesh(cylinderGeometry, material(COLOURS.bone));
+      drawing.objects.push(drawing.bone);
+    }
+  }
+}
+
+function placeStick(mesh, from, to, radius) {
+  const length = from.distanceTo(to);
+  mesh.scale.set(radius, length, radius);
+  mesh.position.copy(from).add(to).multiplyScalar(0.5);
+  if (length > 0) mesh.quaternion.setFromUnitVectors(up, scratch.direction.subVectors(to, from).normalize());
+}
+
+const kBodyScale = { joint: 1.8, ikEffector: 2.2, ikHandle: 3 };
+
+function placeDrawing(drawing, node, r) {
+  const p = drawing.position;
+  for (const object of drawing.objects) object.visible = drawing.finite;
+  if (drawing.pole) drawing.pole.stick.visible = drawing.pole.head.visible = drawing.pole.label.visible = false;
+  if (!drawing.finite) return;
+  drawing.body.position.copy(p);
+  drawing.body.scale.setScalar(r * (kBodyScale[drawing.type] ?? 1.5));
+  drawing.label.position.copy(p);
+  if (drawing.type === 'ikEffector') drawing.label.position.y -= r * 6;
+  if (drawing.bone) {
+    const parent = drawingByName.get(drawing.parent);
+    drawing.bone.visible = parent.finite;
+    if (parent.finite) placeStick(drawing.bone, parent.position, p, r);
+  }
+  if (drawing.type === 'ikHandle') {
+    const selected = drawing.name === selectedHandle;
+    drawing.body.material = material(selected ? COLOURS.handleSelected : COLOURS.handle,
+      { transparent: true, opacity: 0.85 });
+    placePole(drawing.pole, node.ik, r);
+  }
+}
+
+// The pole vector as an arrow from the start joint, scaled to the chain.
+function placePole(pole, ik, r) {
+  const start = pole && drawingByName.get(ik.startJoint);
+  if (!start || !start.finite || !Array.isArray(ik.poleVector) || !ik.poleVector.every(Number.isFinite)) return;
+  const direction = scratch.direction.fromArray(ik.poleVector);
+  if (direction.lengthSq() === 0) return;
+  direction.normalize();
+  const to = pole.head.position.copy(start.position).addScaledVector(direction, sceneSize * 0.25);
+  pole.head.scale.setScalar(r * 1.5);
+  pole.head.quaternion.setFromUnitVectors(up, direction);
+  pole.label.position.copy(to);
+  placeStick(pole.stick, start.position, to, r * 0.4);
+  pole.stick.visible = pole.head.visible = pole.label.visible = true;
 }
 
 function showScene(scene) {
   if (!scene || !Array.isArray(scene.nodes) || scene.version < current.version) return;
   current = scene;
-  byName = new Map(scene.nodes.map((node) => [node.name, node]));
-  const positions = scene.nodes.map(worldPosition).filter((p) => Number.isFinite(p.x + p.y + p.z));
-  const box = new THREE.Box3().setFromPoints(positions.length ? positions : [new THREE.Vector3()]);
-  sceneSize = Math.max(box.getSize(new THREE.Vector3()).length(), 1);
-  const r = sceneSize * 0.015;
-
-  clearDrawn();
-  for (const node of scene.nodes) {
-    const p = worldPosition(node);
-    if (!Number.isFinite(p.x + p.y + p.z)) continue;
-    const parent = node.parent ? byName.get(node.parent) : null;
-    if (node.type === 'joint') {
-      const joint = new THREE.Mesh(sphereGeometry, material(COLOURS.joint));
-      joint.scale.setScalar(r * 1.8);
-      joint.position.copy(p);
-      drawn.add(joint);
-      if (parent && parent.type === 'joint') drawn.add(stick(worldPosition(parent), p, r, COLOURS.bone));
-      drawn.add(label(node.name, p, 'joint'));
-    } else if (node.type === 'ikEffector') {
-      const effector = new THREE.Mesh(octahedronGeometry, material(COLOURS.effector));
-      effector.scale.setScalar(r * 2.2);
-      effector.position.copy(p);
-      drawn.add(effector);
-      drawn.add(label(node.name, p.clone().add(new THREE.Vector3(0, -r * 6, 0)), 'effector'));
-    } else if (node.type === 'ikHandle') {
-      drawHandle(node, p, r);
-    } else {
-      const other = new THREE.Mesh(sphereGeometry, material(COLOURS.transform, { wireframe: true }));
-      other.scale.setScalar(r * 1.5);
-      other.position.copy(p);
-      drawn.add(other);
-      drawn.add(label(node.name, p, 'transform'));
-    }
-  }
+  const nodes = scene.nodes;
+  byName.clear();
+  for (const node of nodes) byName.set(node.name, node);
+  if (!sameNodes(nodes)) rebuildDrawings(nodes);
+  const box = sceneBounds(nodes, scratch.bounds);
+  sceneSize = box.isEmpty() ? 1 : Math.max(box.getSize(scratch.size).length(), 1);
   if (!selectedHandle || !byName.has(selectedHandle)) {
-    const first = scene.nodes.find((node) => node.type === 'ikHandle');
+    const first = nodes.find((node) => node.type === 'ikHandle');
     selectedHandle = first ? first.name : null;
   }
-  if (!framed && positions.length) {
+  for (let i = 0; i < nodes.length; i++) {
+    drawings[i].finite = isFinitePoint(worldPosition(nodes[i], drawings[i].position));
+  }
+  const r = sceneSize * 0.015;
+  for (let i = 0; i < nodes.length; i++) placeDrawing(drawings[i], nodes[i], r);
+  if (!framed && !box.isEmpty()) {
     frameAll();
     framed = true;
   }
   updatePanel();
   updateStatus();
-  needsRender = true;
-}
-
-function drawHandle(node, p, r) {
-  const selected = node.name === selectedHandle;
-  const handle = new THREE.Mesh(sphereGeometry, material(selected ? COLOURS.handleSelected : COLOURS.handle,
-    { transparent: true, opacity: 0.85 }));
-  handle.scale.setScalar(r * 3);
-  handle.position.copy(p);
-  handle.userData.handle = node.name;
-  drawn.add(handle);
-  drawn.add(label(node.name, p, 'handle'));
-  const ik = node.ik;
-  const start = ik && ik.startJoint ? byName.get(ik.startJoint) : null;
-  if (!start || !ik.poleVector.every(Number.isFinite)) return;
-  // The pole vector as an arrow from the start joint, scaled to the chain.
-  const pole = new THREE.Vector3(...ik.poleVector);
-  if (pole.lengthSq() === 0) return;
-  const from = worldPosition(start);
-  const to = from.clone().add(pole.clone().normalize().multiplyScalar(sceneSize * 0.25));
-  drawn.add(stick(from, to, r * 0.4, COLOURS.pole));
-  const head = new THREE.Mesh(coneGeometry, material(COLOURS.pole));
-  head.scale.setScalar(r * 1.5);
-  head.position.copy(to);
-  head.quaternion.setFromUnitVectors(up, pole.clone().normalize());
-  drawn.add(head);
-  drawn.add(label(`${node.name} pole`, to, 'pole'));
+  // Drawn at once rather than at the next frame: without a GPU the software
+  // renderer then works while this thread waits for the next move, instead
+  // of holding up the frame that shows it.
+  if (scene.version > shownVersion) {
+    shownVersion = scene.version;
+    countUpdate();
+    draw();
+  } else {
+    needsRender = true;
+  }
 }
 
 function frameAll() {
-  const positions = current.nodes.map(worldPosition).filter((p) => Number.isFinite(p.x + p.y + p.z));
-  if (!positions.length) return;
-  const box = new THREE.Box3().setFromPoints(positions);
+  const box = sceneBounds(current.nodes, new THREE.Box3());
+  if (box.isEmpty()) return;
   const centre = box.getCenter(new THREE.Vector3());
   const distance = sceneSize / (2 * Math.tan(THREE.MathUtils.degToRad(camera.fov / 2))) * 1.3;
   // From the side and a little above and in front, as a rigger first looks at a limb.
@@ -278,12 +363,13 @@ window.addEventListener('resize', resize);
 resize();
 
 orbit.addEventListener('change', () => { needsRender = true; });
+function draw() {
+  needsRender = false;
+  renderer.render(scene3d, camera);
+  labelRenderer.render(scene3d, camera);
+}
 function animate() {
-  if (needsRender) {
-    needsRender = false;
-    renderer.render(scene3d, camera);
-    labelRenderer.render(scene3d, camera);
-  }
+  if (needsRender) draw();
   requestAnimationFrame(animate);
 }
 requestAnimationFrame(animate);
@@ -294,23 +380,25 @@ requestAnimationFrame(animate);
 const raycaster = new THREE.Raycaster();
 let drag = null;
 
-function pointerRay(event) {
-  const rect = renderer.domElement.getBoundingClientRect();
-  const ndc = new THREE.Vector2(((event.clientX - rect.left) / rect.width) * 2 - 1,
+// A drag keeps the canvas's rectangle from its start: asking for it on every
+// move would make the browser lay out the labels moved by the last update.
+function pointerRay(event, rect = renderer.domElement.getBoundingClientRect()) {
+  scratch.ndc.set(((event.clientX - rect.left) / rect.width) * 2 - 1,
     -((event.clientY - rect.top) / rect.height) * 2 + 1);
-  raycaster.setFromCamera(ndc, camera);
+  raycaster.setFromCamera(scratch.ndc, camera);
   return raycaster.ray;
 }
 
 function moveCommand(name, p) {
-  const xyz = [p.x, p.y, p.z].map(formatNumber);
-  return xyz.includes(null) ? null : `move -ws ${xyz.join(' ')} ${name}`;
+  return isFinitePoint(p) ? `move -ws ${formatNumber(p.x)} ${formatNumber(p.y)} ${formatNumber(p.z)} ${name}` : null;
 }
 
 renderer.domElement.addEventListener('pointerdown', (event) => {
   if (event.button !== 0) return;
-  pointerRay(event);
-  const hit = raycaster.intersectObjects(drawn.children, false).find((h) => h.object.userData.handle);
+  const rect = renderer.domElement.getBoundingClientRect();
+  pointerRay(event, rect);
+  const hit = raycaster.intersectObjects(drawn.children, false)
+    .find((h) => h.object.visible && h.object.userData.handle);
   if (!hit) return;
   const name = hit.object.userData.handle;
   selectedHandle = name;
@@ -320,7 +408,7 @@ renderer.domElement.addEventListener('pointerdown', (event) => {
   const plane = new THREE.Plane().setFromNormalAndCoplanarPoint(normal, start);
   const grabbed = raycaster.ray.intersectPlane(plane, new THREE.Vector3());
   if (!grabbed) return;
-  drag = { name, start, plane, offset: start.clone().sub(grabbed), last: null, pointer: event.pointerId };
+  drag = { name, start, plane, rect, offset: start.clone().sub(grabbed), last: new THREE.Vector3(), moved: false };
   orbit.enabled = false;
   renderer.domElement.setPointerCapture(event.pointerId);
   event.preventDefault();
@@ -328,19 +416,20 @@ renderer.domElement.addEventListener('pointerdown', (event) => {
 
 renderer.domElement.addEventListener('pointermove', (event) => {
   if (!drag) return;
-  const point = pointerRay(event).intersectPlane(drag.plane, new THREE.Vector3());
+  const point = pointerRay(event, drag.rect).intersectPlane(drag.plane, scratch.hit);
   if (!point) return;
-  drag.last = point.add(drag.offset);
+  drag.last.copy(point).add(drag.offset);
+  drag.moved = true;
   const text = moveCommand(drag.name, drag.last);
   if (text) previewCommand(text);
 });
 
 function endDrag() {
   if (!drag) return;
-  const { name, start, last } = drag;
+  const { name, start, last, moved } = drag;
   drag = null;
   orbit.enabled = true;
-  if (!last) return;
+  if (!moved) return;
   commitEdit(moveCommand(name, start), moveCommand(name, last));
 }
 renderer.domElement.addEventListener('pointerup', endDrag);
@@ -351,10 +440,11 @@ renderer.domElement.addEventListener('pointercancel', endDrag);
 // value set as one undoable command.
 function commitEdit(restoreText, finalText) {
   if (!restoreText || !finalText) return Promise.resolve();
+  // A preview still waiting would land after the final value; that one wins.
+  pendingPreview = null;
   runCommand(restoreText, { undoable: false, withScene: false });
   return runCommand(finalText).then((reply) => {
     if (!reply.ok) showOutput(finalText, reply);
-    countUpdate();
     return reply;
   });
 }
@@ -388,18 +478,28 @@ function bindSlider(input, output, plugOf) {
 }
 bindSlider(twist, twistValue, () => `${selectedHandle}.twist`);
 
+// The panel is written only where it changed: a write makes the browser lay
+// the page out again, which a drag would otherwise pay for on every update.
+function setText(element, text) {
+  if (element.textContent !== text) element.textContent = text;
+}
+function setValue(input, value) {
+  if (Number(input.value) !== Number(value)) input.value = value;
+}
+
+const handleName = document.getElementById('handle-name');
 function updatePanel() {
   const node = selectedHandle ? byName.get(selectedHandle) : null;
-  document.getElementById('handle-name').textContent = node ? node.name : 'none';
-  twist.disabled = !node;
+  setText(handleName, node ? node.name : 'none');
+  if (twist.disabled !== !node) twist.disabled = !node;
   if (!node || !node.ik) {
     rampBox.replaceChildren();
     return;
   }
   if (!sliderGesture || sliderGesture.input !== twist) {
     const value = Number.isFinite(node.ik.twist) ? Math.round(node.ik.twist * 100) / 100 : 0;
-    twist.value = value;
-    twistValue.textContent = twist.value;
+    setValue(twist, value);
+    setText(twistValue, twist.value);
   }
   const entries = node.ik.ramp || [];
   const key = `${node.name}:${entries.map((e) => e.index).join(',')}`;
@@ -423,8 +523,8 @@ function updatePanel() {
   for (const input of rampBox.querySelectorAll('input')) {
     const entry = entries.find((e) => String(e.index) === input.dataset.index);
     if (entry && (!sliderGesture || sliderGesture.input !== input) && Number.isFinite(entry.value)) {
-      input.value = entry.value;
-      input.nextElementSibling.textContent = Number(entry.value).toFixed(2);
+      setValue(input, entry.value);
+      setText(input.nextElementSibling, Number(entry.value).toFixed(2));
     }
   }
 }
@@ -491,17 +591,24 @@ function countUpdate() {
   updateTimes.push(now);
   while (updateTimes.length && now - updateTimes[0] > 1000) updateTimes.shift();
 }
+// The status line follows a drag a few times a second, not on every update.
+let statusTimer = null;
+function writeStatus() {
+  statusTimer = null;
+  if (status.className !== (connected ? '' : 'offline')) status.className = connected ? '' : 'offline';
+  setText(status, `${connected ? 'connected' : 'offline'} · version ${current.version}` +
+    (updateTimes.length > 1 ? ` · ${updateTimes.length} updates/s` : ''));
+}
 function updateStatus() {
-  status.className = connected ? '' : 'offline';
-  status.textContent = `${connected ? 'connected' : 'offline'} · version ${current.version}` +
-    (updateTimes.length > 1 ? ` · ${updateTimes.length} updates/s` : '');
+  if (statusTimer === null) statusTimer = setTimeout(writeStatus, 250);
 }
 
 const events = new EventSource(`/api/events?token=${encodeURIComponent(token)}`);
 events.addEventListener('open', () => { connected = true; updateStatus(); });
 events.addEventListener('error', () => { connected = false; updateStatus(); });
 events.addEventListener('version', (event) => {
-  if (Number(event.data) > current.version) refreshScene();
+  heardVersion = Math.max(heardVersion, Number(event.data) || 0);
+  if (heardVersion > current.version && commandsInFlight === 0) refreshScene();
 });
 refreshScene();
 

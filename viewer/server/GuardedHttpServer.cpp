@@ -172,7 +172,12 @@ bool GuardedHttpServer::process_and_close_socket(socket_t sock) {
     }
     bool closed = false;
     tCloseAfterResponse = false;
-    ok = process_request(stream, false, closed, [](httplib::Request&) {});
+    ok = process_request(stream, false, closed, [](httplib::Request& request) {
+      // Answers go out uncompressed: Debian's httplib compresses with brotli
+      // at its slowest setting, some 20 ms for a 4 KB scene and seconds for
+      // three.js, far more than sending the bytes costs.
+      request.headers.erase("Accept-Encoding");
+    });
     if (!ok || closed || tCloseAfterResponse)
       break;
   }

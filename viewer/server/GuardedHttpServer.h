@@ -3,6 +3,7 @@
 // kMaxConnections at once (more are closed at once), a connection that sends
 // nothing for kIdleSeconds is closed, and requests on one connection are
 // handled one after the other. stop() ends idle connections promptly.
+// Nothing is sent compressed.
 
 #include <httplib.h>
 

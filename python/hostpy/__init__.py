@@ -35,7 +35,7 @@ class _Commands(types.ModuleType):
 
     def __getattr__(self, name):
         if name.startswith("__") or not _hostpy.has_command(name):
-            raise AttributeError(f"hostpy.cmds has no command '{name}'")
+            raise AttributeError(_hostpy.unknown_command_message(name))
         return _command_function(name)
 
     def __dir__(self):

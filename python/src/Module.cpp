@@ -290,7 +290,7 @@ class ErrorCapture {
 py::object run(const std::string& command, py::tuple args, py::dict flags) {
   const CommandInfo* info = hostdetail::findCommand(HString(command));
   if (!info)
-    throw CommandFailure("Unknown command: " + command);
+    throw CommandFailure(hostdetail::unknownCommandMessage(command));
   HSyntax syntax;
   const bool hasSyntax = info->syntax != nullptr;
   if (hasSyntax)
@@ -410,6 +410,7 @@ PYBIND11_MODULE(_hostpy, m) {
 
   m.def("run", &run, py::arg("command"), py::arg("args"), py::arg("flags"),
         "Runs one command with positional arguments and flags; returns its result.");
+  m.def("unknown_command_message", &hostdetail::unknownCommandMessage);
   m.def("has_command", [](const std::string& name) {
     return hostdetail::findCommand(HString(name)) != nullptr;
   });

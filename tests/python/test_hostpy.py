@@ -87,6 +87,8 @@ def test_fresh_interpreter_has_the_animation_commands():
 
 
 def test_unknown_command_is_an_attribute_error():
+    with pytest.raises(AttributeError, match="Did you mean 'move'"):
+        cmds.mvoe
     with pytest.raises(AttributeError):
         cmds.noSuchCommand
     assert "joint" in dir(cmds)

@@ -21,7 +21,7 @@ class AngleBiasTest : public ::testing::Test {
 
   // A chain of `entries` entries whose ramp has been created by a first solve.
   void makeSolvedChain(unsigned entries) {
-    fChain = buildSolverChain(planarSpecs(entries - 1));
+    fChain = buildSolverChain(planarJoints(entries - 1));
     ASSERT_EQ(HIkSystem::solveHandle(fChain.handle.node()), HStatus::kSuccess);
     fJoints = solverChainOf(fChain.handle);
     ASSERT_EQ(fJoints.length(), entries);
@@ -174,7 +174,7 @@ TEST_F(AngleBiasTest, FailedSetStillRelocks) {
 }
 
 TEST_F(AngleBiasTest, MissingRampIsAFailureWithoutMessage) {
-  fChain = buildSolverChain(planarSpecs(3), false);
+  fChain = buildSolverChain(planarJoints(3), false);
   fJoints = solverChainOf(fChain.handle);
   ErrorCapture errors;
   HFloatArray positions, values;

@@ -53,10 +53,10 @@ HVector xyzAngles(const HQuaternion& q) {
 // One way of writing a joint's local orientation O = RA x R x JO (row
 // vectors: the rotate orientation acts first): all of it in one of the three,
 // or a random share in each, with the rotation in a random order.
-JointSpec split(Rng& rng, const HVector& translate, const HQuaternion& orientation) {
-  JointSpec spec;
-  spec.translate = translate;
-  spec.rotateOrder = HEulerRotation::RotationOrder(std::uniform_int_distribution<int>(0, 5)(rng));
+JointDesc split(Rng& rng, const HVector& translate, const HQuaternion& orientation) {
+  JointDesc desc;
+  desc.translate = translate;
+  desc.rotateOrder = HEulerRotation::RotationOrder(std::uniform_int_distribution<int>(0, 5)(rng));
   HQuaternion rotateAxis, jointOrient;
   switch (std::uniform_int_distribution<int>(0, 3)(rng)) {
     case 0:  // all in the joint orient
@@ -74,14 +74,14 @@ JointSpec split(Rng& rng, const HVector& translate, const HQuaternion& orientati
   }
   // Written as Euler angles and read back, so that the rotation makes up for
   // exactly what the other two hold.
-  spec.rotateAxis = xyzAngles(rotateAxis);
-  spec.jointOrient = xyzAngles(jointOrient);
-  const HQuaternion heldRotateAxis = HEulerRotation(spec.rotateAxis).asQuaternion();
-  const HQuaternion heldJointOrient = HEulerRotation(spec.jointOrient).asQuaternion();
+  desc.rotateAxis = xyzAngles(rotateAxis);
+  desc.jointOrient = xyzAngles(jointOrient);
+  const HQuaternion heldRotateAxis = HEulerRotation(desc.rotateAxis).asQuaternion();
+  const HQuaternion heldJointOrient = HEulerRotation(desc.jointOrient).asQuaternion();
   const HQuaternion rotation =
       heldRotateAxis.conjugate() * orientation * heldJointOrient.conjugate();
-  spec.rotate = HEulerRotation::decompose(rotation.asMatrix(), spec.rotateOrder).asVector();
-  return spec;
+  desc.rotate = HEulerRotation::decompose(rotation.asMatrix(), desc.rotateOrder).asVector();
+  return desc;
 }
 
 struct Goal {
@@ -98,7 +98,7 @@ struct Parent {
   HVector translate, rotate;
 };
 
-std::vector<HVector> solveAll(const std::vector<JointSpec>& specs, const Parent& parentDesc,
+std::vector<HVector> solveAll(const std::vector<JointDesc>& descs, const Parent& parentDesc,
                               const std::vector<float>& ramp, const std::vector<Goal>& goals) {
   HFileIO::newFile(true);
   HObject parent;
@@ -108,7 +108,7 @@ std::vector<HVector> solveAll(const std::vector<JointSpec>& specs, const Parent&
     fnParent.setTranslation(parentDesc.translate, HSpace::kTransform);
     fnParent.setRotation(HEulerRotation(parentDesc.rotate));
   }
-  const SolverChain chain = buildSolverChain(specs, true, parent);
+  const SolverChain chain = buildSolverChain(descs, true, parent);
   const HDagPathArray entries = solverChainOf(chain.handle);
   std::vector<HVector> positions;
   EXPECT_EQ(HIkSystem::evaluate(), HStatus::kSuccess);  // captures the rest pose
@@ -167,11 +167,11 @@ TEST_F(FrameInvarianceTest, SolvedPositionsDoNotDependOnHowOrientationsAreSplit)
 
     std::vector<std::vector<HVector>> solved;
     for (int writing = 0; writing < 2; ++writing) {
-      std::vector<JointSpec> specs;
+      std::vector<JointDesc> descs;
       for (unsigned i = 0; i < joints; ++i) {
-        specs.push_back(split(rng, translates[i], orientations[i]));
+        descs.push_back(split(rng, translates[i], orientations[i]));
       }
-      solved.push_back(solveAll(specs, parent, ramp, goals));
+      solved.push_back(solveAll(descs, parent, ramp, goals));
     }
     double largest = 0.0;
     for (size_t i = 0; i < solved[0].size(); ++i) {

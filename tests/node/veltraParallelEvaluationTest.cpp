@@ -37,17 +37,17 @@ Rig buildRig() {
   const HObject parent = fnParent.create();
   fnParent.setRotation(HEulerRotation(0.3, -0.2, 0.5));
   for (unsigned i = 0; i < 20; ++i) {
-    std::vector<JointSpec> specs = planarSpecs(2 + i % 5, 1.0, 0.3 + 0.05 * i);
-    specs[0].translate = HVector(3.0 * i, 0.0, 0.0);
-    specs[1].rotateAxis = HVector(0.1 * i, 0.0, -0.05);
-    addChain(rig, buildSolverChain(specs, true, i % 2 ? parent : HObject::kNullObj));
+    std::vector<JointDesc> descs = planarJoints(2 + i % 5, 1.0, 0.3 + 0.05 * i);
+    descs[0].translate = HVector(3.0 * i, 0.0, 0.0);
+    descs[1].rotateAxis = HVector(0.1 * i, 0.0, -0.05);
+    addChain(rig, buildSolverChain(descs, true, i % 2 ? parent : HObject::kNullObj));
   }
   // A chain hanging from the middle joint of another.
-  const SolverChain upper = buildSolverChain(planarSpecs(3));
+  const SolverChain upper = buildSolverChain(planarJoints(3));
   addChain(rig, upper);
-  addChain(rig, buildSolverChain(planarSpecs(2, 0.5), true, upper.joints[1].node()));
+  addChain(rig, buildSolverChain(planarJoints(2, 0.5), true, upper.joints[1].node()));
   // Two handles on one line of joints: the second starts at the first's end.
-  const SolverChain line = buildSolverChain(planarSpecs(4, 1.0, 0.25));
+  const SolverChain line = buildSolverChain(planarJoints(4, 1.0, 0.25));
   rig.joints.insert(rig.joints.end(), line.joints.begin(), line.joints.end());
   HFnIkHandle fnHandle;
   for (unsigned start : {0u, 2u}) {
@@ -57,8 +57,8 @@ Rig buildRig() {
   }
   HIkSystem::solveHandle(line.handle.node());  // its own handle stays, unmoved
   // A handle parented under another chain's joint moves with it.
-  const SolverChain carrier = buildSolverChain(planarSpecs(3));
-  const SolverChain carried = buildSolverChain(planarSpecs(2));
+  const SolverChain carrier = buildSolverChain(planarJoints(3));
+  const SolverChain carried = buildSolverChain(planarJoints(2));
   addChain(rig, carrier);
   addChain(rig, carried);
   HDagModifier reparent;

@@ -22,7 +22,7 @@ class PoseTest : public ::testing::Test {
 
   // A three-bone chain with distinct rotations everywhere, no solver.
   void makeChain() {
-    std::vector<JointSpec> descs = planarSpecs(3);
+    std::vector<JointDesc> descs = planarJoints(3);
     for (size_t i = 0; i < descs.size(); ++i) {
       descs[i].rotate = HVector(0.1 * i, -0.05 * i, 0.3 + 0.1 * i);
     }

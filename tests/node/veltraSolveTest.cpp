@@ -55,7 +55,7 @@ TEST_F(SolveTest, MissingOrDeletedHandleIsReported) {
     EXPECT_EQ(solver.doSolve(), HStatus::kFailure);
     EXPECT_TRUE(errors.contains(message)) << errors.text();
   }
-  const SolverChain chain = buildSolverChain(planarSpecs(2));
+  const SolverChain chain = buildSolverChain(planarJoints(2));
   HIkHandleGroup group;
   group.addHandle(chain.handle.node());
   HFnDependencyNode(chain.handle.node()).findPlug("solverEnable").setValue(false);
@@ -72,15 +72,15 @@ TEST_F(SolveTest, MissingOrDeletedHandleIsReported) {
 }
 
 TEST_F(SolveTest, EffectorOutsideTheStartJointsHierarchyIsRefused) {
-  const SolverChain chain = buildSolverChain(planarSpecs(2));
-  const SolverChain other = buildSolverChain(planarSpecs(2), false);
+  const SolverChain chain = buildSolverChain(planarJoints(2));
+  const SolverChain other = buildSolverChain(planarJoints(2), false);
   // The walk up from the effector never meets a start joint in another hierarchy.
   HFnIkHandle(chain.handle).setStartJoint(other.joints[0]);
   expectFailedSolve(chain, "Could not retrieve the joint chain.");
 }
 
 TEST_F(SolveTest, SingleBoneChainIsRefused) {
-  const SolverChain chain = buildSolverChain(planarSpecs(1));
+  const SolverChain chain = buildSolverChain(planarJoints(1));
   expectFailedSolve(chain, "Joint chain does not form an IK system. Less than 2 bones.");
   // Refused before any stored data is created.
   EXPECT_FALSE(veltraData::ikRestPoseExists(chain.handle));
@@ -95,12 +95,12 @@ TEST_F(SolveTest, ParentMatrixThatOverflowsIsRefused) {
   const double huge[3] = {1e200, 1e200, 1e200};
   fnOuter.setScale(huge);
   fnInner.setScale(huge);
-  const SolverChain chain = buildSolverChain(planarSpecs(2), true, inner);
+  const SolverChain chain = buildSolverChain(planarJoints(2), true, inner);
   expectFailedSolve(chain, "The value of the root's parent matrix is not finite.");
 }
 
 TEST_F(SolveTest, UnwritablePreferredAngleFailsTheRestPose) {
-  const SolverChain chain = buildSolverChain(planarSpecs(2));
+  const SolverChain chain = buildSolverChain(planarJoints(2));
   // The last joint before the effector refuses its preferred angle, so the
   // capture of the rest pose fails after the marker was added.
   HFnDependencyNode fnJoint(chain.joints[1].node());
@@ -115,7 +115,7 @@ TEST_F(SolveTest, UnwritablePreferredAngleFailsTheRestPose) {
 }
 
 TEST_F(SolveTest, UnreadableRestPoleVectorIsReported) {
-  const SolverChain chain = buildSolverChain(planarSpecs(2));
+  const SolverChain chain = buildSolverChain(planarJoints(2));
   // A compound of that name whose children are strings: it exists, but its
   // components can't be read as doubles.
   HFnCompoundAttribute fnCompound;
@@ -129,7 +129,7 @@ TEST_F(SolveTest, UnreadableRestPoleVectorIsReported) {
 }
 
 TEST_F(SolveTest, AngleBiasThatIsNoRampIsReported) {
-  const SolverChain chain = buildSolverChain(planarSpecs(3));
+  const SolverChain chain = buildSolverChain(planarJoints(3));
   HFnNumericAttribute fnNumeric;
   const HObject notARamp = fnNumeric.create("wexelAngleBias", "wab", HFnNumericData::kDouble, 0.0);
   HFnDependencyNode(chain.handle.node()).addAttribute(notARamp);
@@ -140,7 +140,7 @@ TEST_F(SolveTest, AngleBiasThatIsNoRampIsReported) {
 }
 
 TEST_F(SolveTest, HandleInputsFailOnANonHandle) {
-  const SolverChain chain = buildSolverChain(planarSpecs(2));
+  const SolverChain chain = buildSolverChain(planarJoints(2));
   HVector poleVector(0.0, 0.0, 0.0);
   double twist = 7.0;
   EXPECT_NE(veltraData::ikPoleVector(chain.joints[0], poleVector), HStatus::kSuccess);
@@ -150,7 +150,7 @@ TEST_F(SolveTest, HandleInputsFailOnANonHandle) {
 }
 
 TEST_F(SolveTest, FirstSolveCreatesTheStoredData) {
-  const SolverChain chain = buildSolverChain(planarSpecs(4));  // 5 entries
+  const SolverChain chain = buildSolverChain(planarJoints(4));  // 5 entries
   ASSERT_FALSE(veltraData::ikRestPoseExists(chain.handle));
   ErrorCapture errors;
   ASSERT_EQ(HIkSystem::solveHandle(chain.handle.node()), HStatus::kSuccess);
@@ -230,7 +230,7 @@ TEST_F(SolveTest, FirstSolveCreatesTheStoredData) {
 // preferred angles: both give the same rotations, and a handle back at the
 // rest end gives the rest pose.
 TEST_F(SolveTest, RepeatedSolvesAgreeAndTheRestEndKeepsTheRestPose) {
-  const SolverChain chain = buildSolverChain(planarSpecs(4));
+  const SolverChain chain = buildSolverChain(planarJoints(4));
   const std::vector<HVector> rest = rotationsOf(chain.joints);
   const HVector restEnd = worldPosition(chain.handle);
   moveHandleTo(chain.handle, HVector(2.0, 1.5, 0.5));
@@ -249,7 +249,7 @@ TEST_F(SolveTest, RepeatedSolvesAgreeAndTheRestEndKeepsTheRestPose) {
 }
 
 TEST_F(SolveTest, ChainBendsTowardsThePoleVectorAndTwistsAboutTheGoalAxis) {
-  const SolverChain chain = buildSolverChain(planarSpecs(2, 1.0, 0.6));
+  const SolverChain chain = buildSolverChain(planarJoints(2, 1.0, 0.6));
   const HVector goal(1.2, 0.3, 0.4);
   moveHandleTo(chain.handle, goal);
   // The first solve records the handle's own pole vector, which the host set to

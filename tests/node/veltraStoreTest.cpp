@@ -18,7 +18,7 @@ class StoreTest : public ::testing::Test {
   void SetUp() override {
     registerVeltraNodeType();
     HFileIO::newFile(true);
-    fChain = buildSolverChain(planarSpecs(2), false);
+    fChain = buildSolverChain(planarJoints(2), false);
   }
 
   void addNumeric(const char* name, const char* shortName, HFnNumericData::Type type, bool array) {

@@ -52,7 +52,7 @@ inline void registerVeltraNodeType() {
 }
 
 // One joint of a chain under construction; angles in radians.
-using JointSpec = chainfixture::JointDesc;
+using chainfixture::JointDesc;
 
 // A built chain: its joints from the root down, the IK handle and the solver.
 struct SolverChain {
@@ -68,7 +68,7 @@ inline HDagPath pathOf(const HObject& node) {
 // Builds joints, each the child of the previous one (the first under `parent`,
 // the world when null), then an IK handle from the first to the last joint.
 // With `withSolver` a veltra node is created and made the handle's solver.
-inline SolverChain buildSolverChain(const std::vector<JointSpec>& descs, bool withSolver = true,
+inline SolverChain buildSolverChain(const std::vector<JointDesc>& descs, bool withSolver = true,
                                     const HObject& parent = HObject::kNullObj) {
   SolverChain chain;
   chain.joints = chainfixture::createJoints(descs, parent);
@@ -85,10 +85,10 @@ inline SolverChain buildSolverChain(const std::vector<JointSpec>& descs, bool wi
 
 // A planar chain bent in the xy plane: `bones` bones of the given length, every
 // joint turned by `bend` about z.
-inline std::vector<JointSpec> planarSpecs(unsigned bones, double length = 1.0, double bend = 0.4) {
-  std::vector<JointSpec> descs;
+inline std::vector<JointDesc> planarJoints(unsigned bones, double length = 1.0, double bend = 0.4) {
+  std::vector<JointDesc> descs;
   for (unsigned i = 0; i <= bones; ++i) {
-    JointSpec desc;
+    JointDesc desc;
     desc.translate = i == 0 ? HVector(0.0, 0.0, 0.0) : HVector(length, 0.0, 0.0);
     desc.rotate = i < bones ? HVector(0.0, 0.0, bend) : HVector(0.0, 0.0, 0.0);
     descs.push_back(desc);

@@ -123,7 +123,7 @@ std::shared_ptr<Attribute> cloneTree(const Attribute& source, const std::string&
 // ---------------------------------------------------------------------------
 // addAttr
 
-struct AttrSpec {
+struct AttrDesc {
   enum Kind { kNumeric, kEnum, kCompound, kString };
   std::string longName, shortName;
   Kind kind = kNumeric;
@@ -188,12 +188,12 @@ bool parseEnumFields(const std::string& text, std::vector<std::pair<std::string,
   return true;
 }
 
-HObject buildAttribute(const AttrSpec& desc, std::string& error) {
+HObject buildAttribute(const AttrDesc& desc, std::string& error) {
   HObject object;
   HStatus status;
   HString longName(desc.longName), shortName(desc.shortName);
   switch (desc.kind) {
-    case AttrSpec::kNumeric: {
+    case AttrDesc::kNumeric: {
       HFnNumericAttribute fn;
       object = fn.create(longName, shortName, desc.numericType, desc.defaultValue, &status);
       if (desc.hasMin && status.statusCode() == HStatus::kSuccess)
@@ -202,7 +202,7 @@ HObject buildAttribute(const AttrSpec& desc, std::string& error) {
         status = fn.setMax(desc.maxValue);
       break;
     }
-    case AttrSpec::kEnum: {
+    case AttrDesc::kEnum: {
       HFnEnumAttribute fn;
       object = fn.create(longName, shortName, 0, &status);
       for (auto& field : desc.fields) {
@@ -213,12 +213,12 @@ HObject buildAttribute(const AttrSpec& desc, std::string& error) {
         status = fn.setDefault(short(desc.defaultValue));
       break;
     }
-    case AttrSpec::kCompound: {
+    case AttrDesc::kCompound: {
       HFnCompoundAttribute fn;
       object = fn.create(longName, shortName, &status);
       break;
     }
-    case AttrSpec::kString: {
+    case AttrDesc::kString: {
       HFnTypedAttribute fn;
       object = fn.create(longName, shortName, HFnData::kString, &status);
       break;
@@ -279,7 +279,7 @@ class AddAttrCommand : public Command {
     fNode = nodeByName(arg(0), error);
     if (fNode.isNull())
       return failure(error);
-    if (!readSpec(error))
+    if (!readDesc(error))
       return failure(error);
     dropDeadPending();
     if (!checkNames(error))
@@ -297,7 +297,7 @@ class AddAttrCommand : public Command {
       case Done::kPendingTop: {
         auto& list = pendingCompounds();
         for (size_t i = 0; i < list.size(); ++i) {
-          if (list[i].node == fNode && list[i].top->longName == fSpec.longName) {
+          if (list[i].node == fNode && list[i].top->longName == fDesc.longName) {
             list.erase(list.begin() + long(i));
             break;
           }
@@ -306,7 +306,7 @@ class AddAttrCommand : public Command {
       }
       case Done::kPendingChild: {
         Attribute* child = nullptr;
-        if (PendingCompound* entry = pendingWith(fNode, fSpec.longName, &child)) {
+        if (PendingCompound* entry = pendingWith(fNode, fDesc.longName, &child)) {
           Attribute* parent = child->parent;
           if (parent && !parent->children.empty() && parent->children.back().get() == child) {
             entry->expected.erase(child);
@@ -321,7 +321,7 @@ class AddAttrCommand : public Command {
         // The compound waits for its last child again.
         PendingCompound again;
         again.node = fNode;
-        again.top = cloneTree(*fCompleted.top, fSpec.longName, fCompleted, again);
+        again.top = cloneTree(*fCompleted.top, fDesc.longName, fCompleted, again);
         pendingCompounds().push_back(again);
         return status;
       }
@@ -377,8 +377,8 @@ class AddAttrCommand : public Command {
     return true;
   }
 
-  bool readSpec(std::string& error) {
-    AttrSpec& s = fSpec;
+  bool readDesc(std::string& error) {
+    AttrDesc& s = fDesc;
     if (!flag("-ln")) {
       error = "Give the attribute's long name with -ln";
       return false;
@@ -402,13 +402,13 @@ class AddAttrCommand : public Command {
         error = "Unknown data type '" + flagWord("-dt") + "' for -dt (string is known)";
         return false;
       }
-      s.kind = AttrSpec::kString;
+      s.kind = AttrDesc::kString;
     } else {
       std::string type = flagWord("-at");
       if (type == "enum") {
-        s.kind = AttrSpec::kEnum;
+        s.kind = AttrDesc::kEnum;
       } else if (type == "compound") {
-        s.kind = AttrSpec::kCompound;
+        s.kind = AttrDesc::kCompound;
       } else {
         s.numericType = numericTypeFromName(type);
         if (s.numericType == HFnNumericData::kInvalid) {
@@ -418,20 +418,20 @@ class AddAttrCommand : public Command {
         }
       }
     }
-    if (flag("-en") != (s.kind == AttrSpec::kEnum)) {
-      error = s.kind == AttrSpec::kEnum ? "An enum attribute needs its fields: -en \"A:B:C\""
+    if (flag("-en") != (s.kind == AttrDesc::kEnum)) {
+      error = s.kind == AttrDesc::kEnum ? "An enum attribute needs its fields: -en \"A:B:C\""
                                         : "-en is for enum attributes only";
       return false;
     }
-    if (s.kind == AttrSpec::kEnum && !parseEnumFields(flagWord("-en"), s.fields, error))
+    if (s.kind == AttrDesc::kEnum && !parseEnumFields(flagWord("-en"), s.fields, error))
       return false;
-    if (flag("-nc") != (s.kind == AttrSpec::kCompound)) {
-      error = s.kind == AttrSpec::kCompound
+    if (flag("-nc") != (s.kind == AttrDesc::kCompound)) {
+      error = s.kind == AttrDesc::kCompound
                   ? "A compound attribute needs its number of children: -nc N"
                   : "-nc is for compound attributes only";
       return false;
     }
-    if (s.kind == AttrSpec::kCompound) {
+    if (s.kind == AttrDesc::kCompound) {
       int count = 0;
       if (!parseInt(flagWord("-nc"), count) || count < 1) {
         error = "'" + flagWord("-nc") + "' is not a number of children (1 or more) for -nc";
@@ -439,12 +439,12 @@ class AddAttrCommand : public Command {
       }
       s.childCount = unsigned(count);
     }
-    bool numeric = s.kind == AttrSpec::kNumeric || s.kind == AttrSpec::kEnum;
+    bool numeric = s.kind == AttrDesc::kNumeric || s.kind == AttrDesc::kEnum;
     if (!numeric && (flag("-dv") || flag("-min") || flag("-max"))) {
       error = "-dv, -min and -max are for numeric and enum attributes only";
       return false;
     }
-    if (s.kind == AttrSpec::kEnum && (flag("-min") || flag("-max"))) {
+    if (s.kind == AttrDesc::kEnum && (flag("-min") || flag("-max"))) {
       error = "-min and -max are for numeric attributes only";
       return false;
     }
@@ -452,7 +452,7 @@ class AddAttrCommand : public Command {
         !numberFlag("-min", s.hasMin, s.minValue, error) ||
         !numberFlag("-max", s.hasMax, s.maxValue, error))
       return false;
-    if (s.kind == AttrSpec::kEnum && s.hasDefault) {
+    if (s.kind == AttrDesc::kEnum && s.hasDefault) {
       bool known = false;
       for (auto& field : s.fields)
         known = known || field.second == s.defaultValue;
@@ -476,22 +476,22 @@ class AddAttrCommand : public Command {
 
   bool checkNames(std::string& error) {
     HFnDependencyNode fn(fNode);
-    for (const std::string& name : {fSpec.longName, fSpec.shortName}) {
+    for (const std::string& name : {fDesc.longName, fDesc.shortName}) {
       if (fn.hasAttribute(HString(name)) || pendingWith(fNode, name, nullptr)) {
         error = "'" + nodeName(fNode) + "' already has an attribute named '" + name + "'";
         return false;
       }
     }
-    if (!fSpec.parent.empty()) {
+    if (!fDesc.parent.empty()) {
       Attribute* parent = nullptr;
-      PendingCompound* entry = pendingWith(fNode, fSpec.parent, &parent);
+      PendingCompound* entry = pendingWith(fNode, fDesc.parent, &parent);
       if (!entry || parent->kind != AttrKind::kCompound || parent->numericCompound) {
-        error = "'" + fSpec.parent + "' is not a compound being declared on '" + nodeName(fNode) +
+        error = "'" + fDesc.parent + "' is not a compound being declared on '" + nodeName(fNode) +
                 "' (declare it first with -at compound -nc N)";
         return false;
       }
       if (parent->children.size() >= entry->expected[parent]) {
-        error = "Compound '" + fSpec.parent + "' already has its " +
+        error = "Compound '" + fDesc.parent + "' already has its " +
                 std::to_string(entry->expected[parent]) + " children";
         return false;
       }
@@ -502,16 +502,16 @@ class AddAttrCommand : public Command {
   // Defines the attribute and puts it where it goes: onto the node, or into
   // a compound that is still waiting for children.
   HStatus apply(std::string& error) {
-    HObject object = buildAttribute(fSpec, error);
+    HObject object = buildAttribute(fDesc, error);
     if (object.isNull())
       return HStatus::kFailure;
     std::shared_ptr<Attribute> def = object.attributeDef();
-    if (fSpec.parent.empty()) {
-      if (fSpec.kind == AttrSpec::kCompound) {
+    if (fDesc.parent.empty()) {
+      if (fDesc.kind == AttrDesc::kCompound) {
         PendingCompound entry;
         entry.node = fNode;
         entry.top = def;
-        entry.expected[def.get()] = fSpec.childCount;
+        entry.expected[def.get()] = fDesc.childCount;
         pendingCompounds().push_back(entry);
         fDone = Done::kPendingTop;
         return HStatus::kSuccess;
@@ -519,20 +519,20 @@ class AddAttrCommand : public Command {
       return addToNode(object, Done::kAdded, error);
     }
     Attribute* parent = nullptr;
-    PendingCompound* entry = pendingWith(fNode, fSpec.parent, &parent);
+    PendingCompound* entry = pendingWith(fNode, fDesc.parent, &parent);
     if (!entry) {
-      error = "Compound '" + fSpec.parent + "' is no longer being declared";
+      error = "Compound '" + fDesc.parent + "' is no longer being declared";
       return HStatus::kFailure;
     }
     HFnCompoundAttribute compound(HObject::fromAttribute(parent->shared_from_this()));
     HStatus status = compound.addChild(object);
     if (status.statusCode() != HStatus::kSuccess) {
-      error = "Cannot add '" + fSpec.longName + "' to '" + fSpec.parent +
+      error = "Cannot add '" + fDesc.longName + "' to '" + fDesc.parent +
               "': " + status.errorString().asStdString();
       return status;
     }
-    if (fSpec.kind == AttrSpec::kCompound)
-      entry->expected[def.get()] = fSpec.childCount;
+    if (fDesc.kind == AttrDesc::kCompound)
+      entry->expected[def.get()] = fDesc.childCount;
     if (!isComplete(*entry, entry->top.get())) {
       fDone = Done::kPendingChild;
       return HStatus::kSuccess;
@@ -555,7 +555,7 @@ class AddAttrCommand : public Command {
     fMod->addAttribute(fNode, attribute);
     HStatus status = runModifier(*fMod);
     if (status.statusCode() != HStatus::kSuccess) {
-      error = "Cannot add '" + fSpec.longName + "' to '" + nodeName(fNode) +
+      error = "Cannot add '" + fDesc.longName + "' to '" + nodeName(fNode) +
               "': " + status.errorString().asStdString();
       return status;
     }
@@ -563,7 +563,7 @@ class AddAttrCommand : public Command {
     return status;
   }
 
-  AttrSpec fSpec;
+  AttrDesc fDesc;
   HObject fNode;
   Done fDone = Done::kNothing;
   std::unique_ptr<HDGModifier> fMod;

@@ -26,6 +26,7 @@
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
 
+#include "AnimCurve.h"
 #include "AnimInternal.h"
 #include "HFnIkHandle.h"
 #include "HFnTransform.h"
@@ -684,7 +685,9 @@ void solveGroupsInParallel(ParallelSolve& job) {
   gParallelSolve.store(nullptr, std::memory_order_release);
 }
 
+// Animation curves first: what they write can move handles and chains.
 void evaluationHook() {
+  evaluateCurves();
   HIkSystem::evaluate();
 }
 

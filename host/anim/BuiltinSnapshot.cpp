@@ -3,6 +3,12 @@
 //   snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT]
 //   snapshot -record
 //   snapshot -clear
+//   snapshot -o FILE.svg -time START:END [-by STEP] [view and picture flags]
+//
+// -time draws an onion skin: the poses at every STEP-th frame of the range
+// (every frame without -by) faint, labelled with their frames at the
+// handles, and the current frame solid. The time comes back to the current
+// frame afterwards, and the recorded ghost list is neither drawn nor changed.
 //
 // -record appends the current world positions of the joints, effectors and
 // IK handles to the session's ghost list; -ghost draws every recorded pose
@@ -20,6 +26,8 @@
 #include <fstream>
 #include <string>
 
+#include "AnimCommands.h"
+#include "AnimTime.h"
 #include "Snapshot.h"
 #include "commands/BuiltinSupport.h"
 #include "commands/CommandRegistry.h"
@@ -39,6 +47,8 @@ class SnapshotCommand : public Command {
     syntax.addFlag("-t", "-title", HSyntax::kString);
     syntax.addFlag("-r", "-record");
     syntax.addFlag("-c", "-clear");
+    syntax.addFlag("-tm", "-time", HSyntax::kString);
+    syntax.addFlag("-by", "-by", HSyntax::kString);
     syntax.setMinMaxArgs(0, 0);
     return syntax;
   }
@@ -51,7 +61,7 @@ class SnapshotCommand : public Command {
     const bool draw = flag("-o");
     if (!draw && !flag("-r") && !flag("-c"))
       return failure("Nothing to do: give -o FILE.svg, -record or -clear");
-    for (const char* drawingFlag : {"-v", "-g", "-w", "-t"}) {
+    for (const char* drawingFlag : {"-v", "-g", "-w", "-t", "-tm", "-by"}) {
       if (flag(drawingFlag) && !draw)
         return failure(std::string(drawingFlag) + " needs -o FILE.svg");
     }
@@ -77,14 +87,45 @@ class SnapshotCommand : public Command {
       options.title = flagWord("-t");
     }
 
+    std::vector<double> frames;
+    if (flag("-tm") || flag("-by")) {
+      if (flag("-r") || flag("-c") || flag("-g"))
+        return failure("An onion skin (-time) draws its own frames: leave out -record, -clear "
+                       "and -ghost");
+      std::string error;
+      if (!flag("-tm"))
+        return failure("-by needs -time START:END");
+      if (!builtin::framesFromFlags(true, flagWord("-tm"), flag("-by"), flagWord("-by"), frames,
+                                    error))
+        return failure(error);
+      if (frames.size() > snapshot::kMaxPoses)
+        return failure("An onion skin draws at most " + std::to_string(snapshot::kMaxPoses) +
+                       " frames: give a larger -by");
+      options.ghost = true;
+    }
+
     if (flag("-c"))
       snapshot::clearPoses();
+    std::vector<snapshot::GhostPose> recorded;
+    if (!frames.empty()) {
+      recorded = snapshot::takePoses();
+      const double now = timeState().current();
+      for (double frame : frames) {
+        if (frame == now)
+          continue;
+        setTimeAndEvaluate(frame);
+        snapshot::recordPose(formatDouble(frame));
+      }
+      setTimeAndEvaluate(now);
+    }
     if (draw) {
       const std::string svg = snapshot::renderSvg(options);
       std::ofstream file(path, std::ios::binary | std::ios::trunc);
       if (file)
         file.write(svg.data(), std::streamsize(svg.size()));
       file.close();
+      if (!frames.empty())
+        snapshot::putPoses(std::move(recorded));
       if (!file)
         return failure("Could not write '" + path + "'");
       setResult(HString(path));
@@ -98,7 +139,8 @@ class SnapshotCommand : public Command {
 const BuiltinCommand kSnapshot(
     "snapshot", newCommand<SnapshotCommand>, SnapshotCommand::newSyntax,
     "snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT] [-record] "
-    "[-clear]  (-record keeps the current pose for -ghost pictures; -clear forgets them)");
+    "[-clear] [-time START:END [-by STEP]]  (-record keeps the current pose for -ghost pictures; "
+    "-clear forgets them; -time draws an onion skin of the range)");
 
 }  // namespace
 }  // namespace builtin

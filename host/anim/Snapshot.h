@@ -16,7 +16,10 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "HObject.h"
 #include "HVector.h"
 
 namespace hostdetail {
@@ -55,9 +58,28 @@ std::string renderSvg(const Options& options);
 // kMaxPoses poses. Poses are drawn only for nodes that still exist, so the
 // poses of a scene that has been replaced (new or opened file) disappear on
 // their own.
+// A label (an onion skin's frame number) is drawn at the pose's handles
+// instead of its place in the list.
 constexpr std::size_t kMaxPoses = 256;
-void recordPose();
+void recordPose(const std::string& label = std::string());
 void clearPoses();
+
+struct GhostJoint {
+  HObject node;
+  HVector world;
+  int parent = -1;
+};
+
+struct GhostPose {
+  std::vector<GhostJoint> joints;
+  std::vector<std::pair<HObject, HVector>> markers;  // effectors and handles
+  std::string label;
+};
+
+// Sets the list aside and brings it back, so that an onion skin draws only
+// its own frames and leaves the recorded poses as they were.
+std::vector<GhostPose> takePoses();
+void putPoses(std::vector<GhostPose> poses);
 
 }  // namespace snapshot
 }  // namespace hostdetail

@@ -158,17 +158,6 @@ struct HandleMark {
   RampCurve ramp;
 };
 
-struct GhostJoint {
-  HObject node;
-  HVector world;
-  int parent = -1;
-};
-
-struct GhostPose {
-  std::vector<GhostJoint> joints;
-  std::vector<std::pair<HObject, HVector>> markers;  // effectors and handles
-};
-
 std::vector<GhostPose>& ghostPoses() {
   static std::vector<GhostPose> poses;
   return poses;
@@ -604,6 +593,11 @@ void drawAxes(SvgWriter& svg, const Layout& layout) {
     svg.line("axis", left - 0.5 * kMargin, y0, right + 0.5 * kMargin, y0);
 }
 
+// A pose's own label (an onion skin's frame), else its place in the list.
+std::string poseLabel(const GhostPose& pose, size_t index) {
+  return pose.label.empty() ? std::to_string(index + 1) : pose.label;
+}
+
 void drawGhosts(SvgWriter& svg, const Layout& layout, const std::vector<const GhostPose*>& ghosts) {
   struct Number {
     double x, y;
@@ -640,13 +634,13 @@ void drawGhosts(SvgWriter& svg, const Layout& layout, const std::vector<const Gh
       bool merged = false;
       for (Number& n : numbers) {
         if (std::hypot(n.x - x, n.y - y) < 6.0) {
-          n.text += "," + std::to_string(i + 1);
+          n.text += "," + poseLabel(pose, i);
           merged = true;
           break;
         }
       }
       if (!merged)
-        numbers.push_back({x, y, std::to_string(i + 1)});
+        numbers.push_back({x, y, poseLabel(pose, i)});
     }
     svg.raw("</g>\n");
   }
@@ -846,8 +840,9 @@ std::string renderSvg(const Options& options) {
 // ---------------------------------------------------------------------------
 // Ghost poses
 
-void recordPose() {
+void recordPose(const std::string& label) {
   GhostPose pose;
+  pose.label = label;
   std::unordered_map<std::uint32_t, int> jointIndex;
   for (const HObject& node : dagNodesParentFirst()) {
     HVector world;
@@ -877,6 +872,16 @@ void recordPose() {
 
 void clearPoses() {
   ghostPoses().clear();
+}
+
+std::vector<GhostPose> takePoses() {
+  std::vector<GhostPose> poses;
+  poses.swap(ghostPoses());
+  return poses;
+}
+
+void putPoses(std::vector<GhostPose> poses) {
+  ghostPoses() = std::move(poses);
 }
 
 }  // namespace snapshot

@@ -1,7 +1,7 @@
 // The built-in animation commands:
 //
 //   currentTime FRAME | currentTime -q | currentTime -fps N | currentTime -q -fps
-//   playbackOptions -min START -max END | playbackOptions -q -min | -q -max
+//   playbackOptions -min START -max END | playbackOptions -q
 //   setKeyframe [-t FRAME] [-v VALUE] [-itt TYPE] [-ott TYPE] TARGET...
 //   keyframe -q [-kc] [-tc] [-vc] [-itt] [-ott] [-is] [-os] PLUG...
 //   cutKey [-t START:END] TARGET...
@@ -501,9 +501,10 @@ class PlaybackOptionsCommand : public Command {
       return HStatus::kFailure;
     TimeState& time = timeState();
     if (flag("-q")) {
-      if (flag("-min") == flag("-max"))
-        return failure("Query one of -min and -max");
-      setResult(HString(formatDouble(flag("-min") ? time.playbackStart() : time.playbackEnd())));
+      if (flag("-min") || flag("-max"))
+        return failure("-q gives the range as START END: it takes no -min or -max");
+      appendToResult(HString(formatDouble(time.playbackStart())));
+      appendToResult(HString(formatDouble(time.playbackEnd())));
       return HStatus::kSuccess;
     }
     if (!flag("-min") && !flag("-max"))
@@ -687,7 +688,7 @@ const BuiltinCommand kCurrentTime(
     "frame evaluates the animation curves, then the IK handles)");
 const BuiltinCommand kPlaybackOptions(
     "playbackOptions", newCommand<PlaybackOptionsCommand>, PlaybackOptionsCommand::newSyntax,
-    "playbackOptions -min START -max END | playbackOptions -q -min | -q -max  (the range that "
+    "playbackOptions -min START -max END | playbackOptions -q  (the range, START END, that "
     "play, bakeResults and the viewport's slider use)");
 const BuiltinCommand kSetKeyframe(
     "setKeyframe", newCommand<SetKeyframeCommand>, SetKeyframeCommand::newSyntax,

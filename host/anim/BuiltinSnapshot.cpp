@@ -90,8 +90,9 @@ class SnapshotCommand : public Command {
     std::vector<double> frames;
     if (flag("-tm") || flag("-by")) {
       if (flag("-r") || flag("-c") || flag("-g"))
-        return failure("An onion skin (-time) draws its own frames: leave out -record, -clear "
-                       "and -ghost");
+        return failure(
+            "An onion skin (-time) draws its own frames: leave out -record, -clear "
+            "and -ghost");
       std::string error;
       if (!flag("-tm"))
         return failure("-by needs -time START:END");

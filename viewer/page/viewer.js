@@ -322,6 +322,7 @@ function showScene(scene) {
     framed = true;
   }
   updatePanel();
+  updateTime();
   updateStatus();
   // Drawn at once rather than at the next frame: without a GPU the software
   // renderer then works while this thread waits for the next move, instead
@@ -627,3 +628,62 @@ window.viewer = {
   },
   settled() { return Promise.all([commandChain, previewsDone]); },
 };
+
+// ---------------------------------------------------------------------------
+// Time: the slider shows the host's frame and playback range; moving it or
+// playing sends currentTime, which is no undo step (the time is no edit).
+
+const timeSlider = document.getElementById('time');
+const timeValue = document.getElementById('time-value');
+const playButton = document.getElementById('play');
+let playing = null;  // the timer of the playback under way
+
+function hostTime() {
+  return current.time || { current: 1, fps: 24, start: 1, end: 120 };
+}
+
+function goToFrame(frame) {
+  return runCommand(`currentTime ${formatNumber(frame)}`, { undoable: false });
+}
+
+function updateTime() {
+  const time = hostTime();
+  if (String(time.start) !== timeSlider.min) timeSlider.min = String(time.start);
+  if (String(time.end) !== timeSlider.max) timeSlider.max = String(time.end);
+  if (document.activeElement !== timeSlider || playing) setValue(timeSlider, time.current);
+  setText(timeValue, String(time.current));
+}
+
+timeSlider.addEventListener('input', () => {
+  setText(timeValue, timeSlider.value);
+  previewCommand(`currentTime ${timeSlider.value}`);
+});
+
+function stopPlaying() {
+  clearInterval(playing);
+  playing = null;
+  playButton.textContent = 'Play';
+}
+
+// One frame per tick at the host's rate; a frame whose answer has not come
+// back yet is skipped rather than queued, so playback never falls behind.
+function startPlaying() {
+  const time = hostTime();
+  let frame = time.current >= time.end ? time.start : Math.floor(time.current);
+  let waiting = false;
+  playButton.textContent = 'Stop';
+  playing = setInterval(() => {
+    if (waiting) return;
+    frame = frame >= hostTime().end ? hostTime().start : frame + 1;
+    waiting = true;
+    goToFrame(frame).finally(() => { waiting = false; });
+  }, 1000 / Math.max(1, time.fps));
+}
+
+playButton.addEventListener('click', () => (playing ? stopPlaying() : startPlaying()));
+window.addEventListener('keydown', (event) => {
+  if (event.code === 'Space' && event.target.tagName !== 'INPUT') {
+    event.preventDefault();
+    playButton.click();
+  }
+});

@@ -101,7 +101,8 @@ void HostSession::refreshScene() {
   // Undo run from here is no command, so nothing has solved the handles it
   // moved; the page must see the pose a command would.
   hostdetail::evaluateScene();
-  std::string nodes = sceneNodesJson().dump();
+  // The time goes with the nodes, so that a new frame is news to the page.
+  std::string nodes = sceneNodesJson().dump() + ",\"time\":" + sceneTimeJson().dump();
   std::lock_guard<std::mutex> state(fStateMutex);
   if (nodes == fNodesText && !fSceneText.empty())
     return;

@@ -8,6 +8,7 @@
 #include "HFloatArray.h"
 #include "HFn.h"
 #include "HFnDagNode.h"
+#include "AnimTime.h"
 #include "HFnDependencyNode.h"
 #include "HFnIkHandle.h"
 #include "HIntArray.h"
@@ -125,6 +126,14 @@ void addSubtree(const HDagPath& path, nlohmann::json& nodes) {
 }
 
 }  // namespace
+
+nlohmann::json sceneTimeJson() {
+  const hostdetail::TimeState& time = hostdetail::timeState();
+  return {{"current", number(time.current())},
+          {"fps", number(time.fps())},
+          {"start", number(time.playbackStart())},
+          {"end", number(time.playbackEnd())}};
+}
 
 nlohmann::json sceneNodesJson() {
   nlohmann::json nodes = nlohmann::json::array();

@@ -17,5 +17,8 @@ namespace viewer {
 // Reads the scene through the public API only and evaluates nothing; the
 // caller holds the host and has evaluated it.
 nlohmann::json sceneNodesJson();
+// The session's time: {"current", "fps", "start", "end"} (frames; start and
+// end are the playback range).
+nlohmann::json sceneTimeJson();
 
 }  // namespace viewer

@@ -175,6 +175,15 @@ class KeyEditCommand : public Command {
     return true;
   }
 
+  // The leaves of every argument, in order.
+  bool argumentLeaves(std::vector<HPlug>& leaves) {
+    for (unsigned i = 0; i < argCount(); ++i) {
+      if (!collectLeaves(arg(i), leaves))
+        return false;
+    }
+    return true;
+  }
+
   // Whether the keys of a leaf may change; false (error shown) when the leaf
   // or its curve's keys are locked or something else drives it.
   bool keyable(const HPlug& leaf) {
@@ -273,10 +282,8 @@ class SetKeyframeCommand : public KeyEditCommand {
                        "' (smooth, linear or step)");
     }
     std::vector<HPlug> leaves;
-    for (unsigned i = 0; i < argCount(); ++i) {
-      if (!collectLeaves(arg(i), leaves))
-        return HStatus::kFailure;
-    }
+    if (!argumentLeaves(leaves))
+      return HStatus::kFailure;
     for (const HPlug& leaf : leaves) {
       if (!keyable(leaf))
         return HStatus::kFailure;
@@ -328,10 +335,8 @@ class CutKeyCommand : public KeyEditCommand {
     if (flag("-t") && !rangeFlag(start, end))
       return HStatus::kFailure;
     std::vector<HPlug> leaves;
-    for (unsigned i = 0; i < argCount(); ++i) {
-      if (!collectLeaves(arg(i), leaves))
-        return HStatus::kFailure;
-    }
+    if (!argumentLeaves(leaves))
+      return HStatus::kFailure;
     int removed = 0;
     for (const HPlug& leaf : leaves) {
       const HObject curve = curveDriving(leaf);
@@ -391,10 +396,8 @@ class KeyframeCommand : public KeyEditCommand {
     if (argCount() == 0)
       return failure("Give the attributes whose keys to list");
     std::vector<HPlug> leaves;
-    for (unsigned i = 0; i < argCount(); ++i) {
-      if (!collectLeaves(arg(i), leaves))
-        return HStatus::kFailure;
-    }
+    if (!argumentLeaves(leaves))
+      return HStatus::kFailure;
     const char* fields[] = {"-tc", "-vc", "-itt", "-ott", "-is", "-os"};
     int count = 0;
     for (const HPlug& leaf : leaves) {
@@ -521,6 +524,15 @@ class PlaybackOptionsCommand : public Command {
 
 // ---------------------------------------------------------------------------
 
+// -t START:END and -by STEP, as play and bakeResults take them.
+HSyntax rangeSyntax() {
+  HSyntax syntax;
+  syntax.addFlag("-t", "-time", HSyntax::kString);
+  syntax.addFlag("-by", "-by", HSyntax::kString);
+  syntax.setMinMaxArgs(0, 0);
+  return syntax;
+}
+
 // World positions of the joints, in a fixed order.
 std::vector<HVector> jointPositions(const std::vector<HObject>& joints) {
   std::vector<HVector> positions;
@@ -534,13 +546,7 @@ std::vector<HVector> jointPositions(const std::vector<HObject>& joints) {
 
 class PlayCommand : public Command {
  public:
-  static HSyntax newSyntax() {
-    HSyntax syntax;
-    syntax.addFlag("-t", "-time", HSyntax::kString);
-    syntax.addFlag("-by", "-by", HSyntax::kString);
-    syntax.setMinMaxArgs(0, 0);
-    return syntax;
-  }
+  static HSyntax newSyntax() { return rangeSyntax(); }
 
   HStatus doIt(const HArgList& args) override {
     if (!parse(args))
@@ -572,13 +578,7 @@ class PlayCommand : public Command {
 
 class BakeResultsCommand : public KeyEditCommand {
  public:
-  static HSyntax newSyntax() {
-    HSyntax syntax;
-    syntax.addFlag("-t", "-time", HSyntax::kString);
-    syntax.addFlag("-by", "-by", HSyntax::kString);
-    syntax.setMinMaxArgs(0, 0);
-    return syntax;
-  }
+  static HSyntax newSyntax() { return rangeSyntax(); }
 
   HStatus doIt(const HArgList& args) override {
     if (!parse(args))

@@ -754,7 +754,10 @@ HStatus HIkSystem::evaluate() {
       continue;
     HPxIkSolverNode* solver = solverOf(handle);
     if (!solver) {
-      warnNoSolver(handle);
+      // A handle without a chain yet is being built (a scene file links the
+      // chain and the solver after creating the handle): nothing to warn of.
+      if (nodeOf(nodeLink(handle, kLinkStartJoint)))
+        warnNoSolver(handle);
       continue;  // stays dirty until it has a solver
     }
     if (!solverEnabled(handle))

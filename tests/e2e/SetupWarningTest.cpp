@@ -1,6 +1,8 @@
 // Set-ups that run but cannot do what is asked say so, once: inner joints that
 // are straight or folded flat at rest, and handles without a solver.
 
+#include <fstream>
+
 #include "StackFixture.h"
 
 namespace {
@@ -77,6 +79,17 @@ TEST_F(SetupWarning, HandlesWithoutASolverWarnOnceAndSayWhichSolverTheyHave) {
   EXPECT_NE(said.find(noSolver), std::string::npos) << said;
   EXPECT_EQ(warningsOf("move 1 0.2 0 ikHandle1"), "");
   EXPECT_EQ(answer("ikHandle -q -sol ikHandle1"), "");
+
+  // A saved scene, replayed command by command, creates each handle before
+  // linking its chain and solver: no warning while it is being built.
+  ASSERT_TRUE(runs("ikHandle -e -sol veltra ikHandle1"));
+  const std::string saved = ::testing::TempDir() + "no_solver_warning.hsa";
+  ASSERT_TRUE(runs("file -save " + saved + "; file -new -force"));
+  std::ifstream in(saved);
+  std::string line, replayed;
+  while (std::getline(in, line))
+    replayed += warningsOf(line);
+  EXPECT_EQ(replayed, "");
 
   for (const char* bad : {"ikHandle -q -sol joint1", "ikHandle -q ikHandle1",
                           "ikHandle -q -sol -sj ikHandle1", "ikHandle -q -e -sol ikHandle1"}) {

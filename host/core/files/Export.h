@@ -67,7 +67,8 @@ const FrameHook& frameHook();
 // pose, else {START, END}. Refuses, before sampling anything, an unknown or
 // missing extension, a folder or a path that cannot be written, a backwards
 // or too long range and a range without a frame hook. After sampling it puts
-// the frame back where it was, whether the export succeeded or not.
+// the frame back where it was, whether the export succeeded or not (a hook
+// without currentFrame leaves the scene at the last frame sampled).
 HStatus exportScene(const std::string& path, const double* range);
 
 // Writes data to file through a temporary file beside it renamed over it;

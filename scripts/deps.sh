@@ -2,7 +2,7 @@
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
 # build tool, GoogleTest/GoogleMock, Google Benchmark, oneTBB, clang-format, valgrind, for hostpy
 # Debian's Python 3 with its headers, pybind11, NumPy and pytest, and for the viewport
-# cpp-httplib, nlohmann-json, node, npm and chromium. When everything is
+# cpp-httplib, nlohmann-json, node, npm and chromium, and tinygltf for the glTF export. When everything is
 # there it only looks (no network, well under a second). When something is missing it installs it
 # as root, or otherwise names the missing Debian packages and fails.
 set -euo pipefail
@@ -46,6 +46,9 @@ need_pkg python3-dev
 need_pkg pybind11-dev
 need_pkg python3-numpy
 need_pkg python3-pytest
+# file -export to glTF: tinygltf writes the files (header-only: host/anim/TinyGltf.cpp compiles
+# it); its JSON is nlohmann-json, below.
+need_pkg libtinygltf-dev
 # The live viewport (hostsh --serve): its HTTP server and JSON libraries, node and
 # npm for three.js and the browser test, and the browser the test drives.
 need_pkg libcpp-httplib-dev

@@ -12,6 +12,7 @@
 #include "commands/BuiltinSupport.h"
 #include "commands/CommandEngine.h"
 #include "commands/CommandRegistry.h"
+#include "files/Export.h"
 #include "files/SceneFiles.h"
 #include "graph/Placeholders.h"
 #include "graph/SceneInternal.h"
@@ -141,18 +142,29 @@ BuiltinCommand gUndoInfo("undoInfo", createUndoInfo, undoInfoSyntax,
 
 // ---------------------------------------------------------------------------
 
+// file -new | -open PATH | -save [PATH] | -sceneName
+//      | -export PATH [-frameRange START END]
+//
+// -export writes the scene in another application's format, chosen by the
+// path's extension (files/Export.h); with -frameRange it samples every frame
+// from START to END through the time module.
 class FileCommand : public HostCommand {
  public:
   HStatus doIt(const HArgList& args) override {
     HArgParser parser = parse(args);
     int actions = 0;
-    for (const char* flag : {"-new", "-open", "-save", "-sceneName"})
+    for (const char* flag : {"-new", "-open", "-save", "-sceneName", "-export"})
       actions += parser.isFlagSet(flag) ? 1 : 0;
     if (actions != 1) {
-      return fail(HStatus(HStatus::kInvalidParameter,
-                          "Give one of -new, -open PATH, -save [PATH] and -sceneName"));
+      return fail(
+          HStatus(HStatus::kInvalidParameter,
+                  "Give one of -new, -open PATH, -save [PATH], -sceneName and -export PATH"));
     }
     const std::string path = parser.numberOfCommandArguments() > 0 ? argument(parser, 0) : "";
+    if (parser.isFlagSet("-frameRange") && !parser.isFlagSet("-export"))
+      return fail(HStatus(HStatus::kInvalidParameter, "-frameRange goes with -export PATH"));
+    if (parser.isFlagSet("-export"))
+      return exportFile(parser, path);
     if (parser.isFlagSet("-sceneName")) {
       setResult(HFileIO::currentFile());
       return HStatus(HStatus::kSuccess);
@@ -174,16 +186,46 @@ class FileCommand : public HostCommand {
     }
     return HFileIO::saveAs(HString(target));
   }
+
+ private:
+  HStatus exportFile(const HArgParser& parser, const std::string& path) {
+    if (path.empty())
+      return fail(
+          HStatus(HStatus::kInvalidParameter, "-export needs the path of the file to write"));
+    // A file being opened is not solved until it has all run, so it would
+    // export unsolved poses.
+    if (isOpeningSceneFile())
+      return refuseWhileOpening();
+    if (!parser.isFlagSet("-frameRange"))
+      return exportScene(path, nullptr);
+    double range[2] = {0.0, 0.0};
+    for (unsigned i = 0; i < 2; ++i) {
+      HString word;
+      parser.getFlagArgument("-frameRange", i, word);
+      if (!builtin::parseDouble(word.asStdString(), range[i])) {
+        return fail(HStatus(HStatus::kInvalidParameter,
+                            "'" + word.asStdString() + "' is not a frame number for -frameRange"));
+      }
+    }
+    return exportScene(path, range);
+  }
 };
 void* createFile() {
   return new FileCommand();
 }
 HSyntax fileSyntax() {
-  return flagsAndOptionalWord(
-      {{"-n", "-new"}, {"-o", "-open"}, {"-s", "-save"}, {"-f", "-force"}, {"-sn", "-sceneName"}});
+  HSyntax syntax = flagsAndOptionalWord({{"-n", "-new"},
+                                         {"-o", "-open"},
+                                         {"-s", "-save"},
+                                         {"-f", "-force"},
+                                         {"-sn", "-sceneName"},
+                                         {"-ex", "-export"}});
+  syntax.addFlag("-fr", "-frameRange", HSyntax::kString, HSyntax::kString);
+  return syntax;
 }
 BuiltinCommand gFile("file", createFile, fileSyntax,
-                     "file -new [-force] | -open PATH | -save [PATH] | -sceneName");
+                     "file -new [-force] | -open PATH | -save [PATH] | -sceneName | "
+                     "-export PATH.gltf|PATH.glb [-frameRange START END]");
 
 // ---------------------------------------------------------------------------
 

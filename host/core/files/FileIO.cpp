@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "Export.h"
 #include "HFileIO.h"
 #include "HGlobal.h"
 #include "HSceneMessage.h"
@@ -215,27 +216,9 @@ HStatus HFileIO::saveAs(const HString& path) {
     return HStatus(written.statusCode(),
                    "Cannot save " + file + ": " + written.errorString().asStdString());
   }
-  // Written beside the target and renamed over it, so that a failed save
-  // never leaves a truncated file where the last good one was.
-  const std::string temporary = file + ".saving";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (out) {
-      const std::string data = text.str();
-      out.write(data.data(), std::streamsize(data.size()));
-      out.close();
-    }
-    if (!out) {
-      const std::string why = std::strerror(errno);
-      std::remove(temporary.c_str());
-      return HStatus(HStatus::kFailure, "Cannot write " + file + ": " + why);
-    }
-  }
-  if (std::rename(temporary.c_str(), file.c_str()) != 0) {
-    const std::string why = std::strerror(errno);
-    std::remove(temporary.c_str());
-    return HStatus(HStatus::kFailure, "Cannot write " + file + ": " + why);
-  }
+  HStatus replaced = replaceFile(file, text.str());
+  if (!replaced)
+    return replaced;
   currentPath() = file;
   HSceneMessage::hostSend(HSceneMessage::kAfterSave);
   return HStatus(HStatus::kSuccess);

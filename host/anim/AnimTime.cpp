@@ -8,6 +8,7 @@
 #include "HIkSystem.h"
 #include "commands/BuiltinSupport.h"
 #include "commands/CommandEngine.h"
+#include "files/Export.h"
 
 namespace hostdetail {
 
@@ -70,5 +71,20 @@ HStatus setTimeAndEvaluate(double frame) {
   evaluateCurves();
   return HIkSystem::evaluate();
 }
+
+namespace {
+
+// An export over a frame range (file -export -frameRange) samples the
+// session's own time, and puts it back where the user left it.
+const bool kFrameHookInstalled = [] {
+  FrameHook hook;
+  hook.setFrame = setTimeAndEvaluate;
+  hook.currentFrame = [] { return timeState().current(); };
+  hook.framesPerSecond = [] { return timeState().fps(); };
+  setFrameHook(hook);
+  return true;
+}();
+
+}  // namespace
 
 }  // namespace hostdetail

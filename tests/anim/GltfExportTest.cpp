@@ -219,10 +219,11 @@ class GltfExport : public ::testing::Test {
     ASSERT_TRUE(run(kRig));
     fTime.setFrame(fTime.current);
     fTime.calls = 0;
+    fSessionTime = hostdetail::frameHook();
     installTime();
   }
   void TearDown() override {
-    hostdetail::setFrameHook(FrameHook());
+    hostdetail::setFrameHook(fSessionTime);
     HFileIO::newFile(true);
     HStatus::setErrorStream(nullptr);
   }
@@ -231,7 +232,7 @@ class GltfExport : public ::testing::Test {
     FrameHook hook;
     hook.setFrame = [this](double frame) { return fTime.setFrame(frame); };
     hook.currentFrame = [this] { return fTime.current; };
-    hook.framesPerSecond = 24.0;
+    hook.framesPerSecond = [] { return 24.0; };
     hostdetail::setFrameHook(hook);
   }
 
@@ -263,6 +264,7 @@ class GltfExport : public ::testing::Test {
   std::ostringstream fErrors;
   std::string fFolder;
   TestTime fTime;
+  FrameHook fSessionTime;  // the host's own time, put back after each test
 };
 
 // Frames first to last in steps of one, the last one also when the step
@@ -315,6 +317,29 @@ TEST_F(GltfExport, AnimationReproducesEveryJointAtEveryFrame) {
       }
     }
     fTime.setFrame(7.0);
+  }
+}
+
+// Through the host's own time: keyed attributes, sampled by file -export,
+// and the session left at the frame it was on.
+TEST_F(GltfExport, KeyedMotionExportsThroughTheSessionsTime) {
+  hostdetail::setFrameHook(fSessionTime);
+  ASSERT_TRUE(
+      run("setKeyframe -t 1 -v 0 hip.rotateZ; setKeyframe -t 9 -v 70 hip.rotateZ;"
+          "setKeyframe -t 1 -v -20 knee.rotateX; setKeyframe -t 9 -v 45 knee.rotateX;"
+          "setKeyframe -t 1 -v 0 rig.translateY; setKeyframe -t 9 -v 2 rig.translateY;"
+          "currentTime 4"))
+      << fErrors.str();
+  const tinygltf::Model model = load(exportTo("keyed.gltf", " -fr 1 9"));
+  HString frame;
+  ASSERT_TRUE(HGlobal::executeCommand("currentTime -q", frame));
+  EXPECT_EQ(std::string(frame.asChar()), "4");
+  for (int k = 0; k <= 8; ++k) {
+    ASSERT_TRUE(run("currentTime " + std::to_string(k + 1)));
+    const std::map<std::string, Affine> worlds = gltfWorlds(model, k);
+    for (const char* joint : kJoints)
+      expectSameWorld(hostWorld(joint), worlds.at(joint), 1e-6,
+                      std::string(joint) + " at frame " + std::to_string(k + 1));
   }
 }
 

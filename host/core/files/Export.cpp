@@ -102,7 +102,7 @@ HStatus checkRange(const double* range, ExportRange& out) {
   }
   out.start = range[0];
   out.end = range[1];
-  out.framesPerSecond = hook().framesPerSecond;
+  out.framesPerSecond = hook().framesPerSecond ? hook().framesPerSecond() : 24.0;
   out.setFrame = hook().setFrame;
   return HStatus(HStatus::kSuccess);
 }

@@ -10,7 +10,8 @@
 //
 // Frames: an export over a frame range samples the scene by setting each
 // frame through a FrameSetter. The host's time module installs the one the
-// `file` command uses with setFrameHook; until one is installed, a frame
+// `file` command uses with setFrameHook (libHostAnim's time does so when it
+// loads); until one is installed, a frame
 // range is refused (exporting the same pose for every frame would look like
 // a success and animate nothing).
 
@@ -58,7 +59,7 @@ std::vector<std::string> exporterExtensions();
 struct FrameHook {
   FrameSetter setFrame;
   std::function<double()> currentFrame;
-  double framesPerSecond = 24.0;
+  std::function<double()> framesPerSecond;  // 24 when not given
 };
 void setFrameHook(const FrameHook& hook);
 const FrameHook& frameHook();

@@ -105,8 +105,8 @@ veltraKernelResult solve(const veltraKernelInput& input) {
   // same ray; the reach test measures the end where it ends up.
   const HPoint& root = setup.restWorldPositions[0];
   const double aimed = std::min(setup.handleDistance, setup.maxReach);
-  result.stretchScale = ikStretchScale(handleDistance, aimed, (solved.worldEnd - root).length(),
-                                       input.stretch);
+  result.stretchScale =
+      ikStretchScale(handleDistance, aimed, (solved.worldEnd - root).length(), input.stretch);
   const HPoint end = result.stretchScale == 1.0
                          ? solved.worldEnd
                          : root + (solved.worldEnd - root) * result.stretchScale;

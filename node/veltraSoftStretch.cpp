@@ -51,6 +51,7 @@ HStatus addDouble(const HDagPath& handle, const char* name, const char* shortNam
   const HObject attribute = fnAttribute.create(name, shortName, HFnNumericData::kDouble, 0.0);
   fnAttribute.setKeyable(true);
   fnAttribute.setMin(min);
+  fnAttribute.setStrictRange(true);
   if (max >= min) {
     fnAttribute.setMax(max);
   }
@@ -123,8 +124,9 @@ void ikApplySoftStretch(const HDagPathArray& joints, const HDagPath& handle,
   }
   if (HFnTransform(joints[0]).setScale(scale) != HStatus::kSuccess) {
     HStatus(HStatus::kFailure)
-        .perror("veltra::doSolve() - Could not stretch the chain: its root's scale is locked or "
-                "connected.");
+        .perror(
+            "veltra::doSolve() - Could not stretch the chain: its root's scale is locked or "
+            "connected.");
     return;
   }
   HPlug factor = handlePlug(handle, kStretchScaleName);

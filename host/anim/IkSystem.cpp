@@ -16,8 +16,8 @@
 // and the per-thread handle group of the solver node.
 
 #include <algorithm>
-#include <cmath>
 #include <atomic>
+#include <cmath>
 #include <mutex>
 #include <numeric>
 #include <unordered_map>
@@ -560,8 +560,8 @@ HQuaternion slerp(const HQuaternion& a, HQuaternion b, double t) {
 // they are read back and the FK values put back. At 1 the solver's writes
 // stand, exactly as without a blend.
 struct FkRotations {
-  std::vector<Node*> nodes;         // the chain but its end effector
-  std::vector<double> values;       // three rotate values per node
+  std::vector<Node*> nodes;    // the chain but its end effector
+  std::vector<double> values;  // three rotate values per node
   double blend = 1.0;
 };
 

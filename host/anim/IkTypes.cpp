@@ -39,6 +39,7 @@ std::shared_ptr<Attribute> ranged(const char* longName, const char* shortName, d
   attribute->hasMin = attribute->hasMax = true;
   attribute->minValue = min;
   attribute->maxValue = max;
+  attribute->strictRange = true;
   return attribute;
 }
 

@@ -83,9 +83,7 @@ class SoftLegTest : public ::testing::Test {
     moveHandleTo(handle, root - HVector::yAxis * distance);
     ASSERT_EQ(HIkSystem::evaluate(), HStatus::kSuccess);
   }
-  std::vector<HVector> rotations() const {
-    return rotationsOf({chain[0], chain[1]});
-  }
+  std::vector<HVector> rotations() const { return rotationsOf({chain[0], chain[1]}); }
 
   HDagPath handle;
   HDagPathArray chain;
@@ -144,9 +142,9 @@ TEST_F(SoftLegTest, SoftnessKeepsTheKneeSmoothThroughFullExtension) {
       const HVector toEnd = end() - root;
       EXPECT_LT((toEnd - (-HVector::yAxis) * (toEnd * -HVector::yAxis)).length(), 1e-6);
       if (k == 1 && distance > length - softness[k]) {
-        const double eased = length - softness[k] +
-                             softness[k] * (1.0 - std::exp(-(distance - length + softness[k]) /
-                                                           softness[k]));
+        const double eased =
+            length - softness[k] +
+            softness[k] * (1.0 - std::exp(-(distance - length + softness[k]) / softness[k]));
         EXPECT_NEAR(toEnd.length(), eased, 1e-4) << distance;
       }
     }
@@ -270,11 +268,10 @@ TEST_F(SoftLegTest, BadValuesAreRefusedAndChangeNothing) {
       "setAttr legIk.ikBlend 0.5");
   handleAt(1.2 * length);
   const std::vector<HVector> before = pose();
-  for (const char* bad :
-       {"setAttr legIk.veltraSoftness -0.1", "setAttr legIk.veltraSoftness nan",
-        "setAttr legIk.veltraStretch 1.5", "setAttr legIk.veltraStretch -1",
-        "setAttr legIk.veltraStretch nan", "setAttr legIk.ikBlend 2",
-        "setAttr legIk.ikBlend -0.5", "setAttr legIk.veltraReached 0"}) {
+  for (const char* bad : {"setAttr legIk.veltraSoftness -0.1", "setAttr legIk.veltraSoftness nan",
+                          "setAttr legIk.veltraStretch 1.5", "setAttr legIk.veltraStretch -1",
+                          "setAttr legIk.veltraStretch nan", "setAttr legIk.ikBlend 2",
+                          "setAttr legIk.ikBlend -0.5", "setAttr legIk.veltraReached 0"}) {
     EXPECT_TRUE(refused(bad)) << bad;
   }
   HIkSystem::evaluate();

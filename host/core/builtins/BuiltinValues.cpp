@@ -114,11 +114,10 @@ class SetAttrCommand : public Command {
           double value = 0.0;
           if (!parseLeafValue(leaf, arg(i + 1), value, error))
             return failure(error);
-          // A value outside the attribute's range is refused rather than
-          // quietly clamped: the user typed a number that cannot mean what
-          // it says.
-          if ((leaf->hasMin && value < leaf->minValue) ||
-              (leaf->hasMax && value > leaf->maxValue))
+          // Outside a strict range a value is refused rather than clamped:
+          // the number typed cannot mean what it says.
+          if (leaf->strictRange && ((leaf->hasMin && value < leaf->minValue) ||
+                                    (leaf->hasMax && value > leaf->maxValue)))
             return failure("'" + plugText(leaves[i]) + "' takes " + rangeText(leaf) + ", not " +
                            arg(i + 1));
           fMod.newPlugValueDouble(leaves[i], value);

@@ -250,6 +250,7 @@ TEST_F(SoftLegTest, SavedAndOpenedExactly) {
   EXPECT_EQ(number("getAttr legIk.veltraSoftness"), 0.6);
   EXPECT_EQ(number("getAttr legIk.veltraStretch"), 0.7);
   EXPECT_EQ(number("getAttr legIk.ikBlend"), 0.6);
+  EXPECT_TRUE(refused("setAttr legIk.veltraStretch 2"));  // the strict range came back too
   std::FILE* in = std::fopen(file.c_str(), "r");
   ASSERT_NE(in, nullptr);
   std::string text;

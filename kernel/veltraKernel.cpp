@@ -4,6 +4,7 @@
 
 #include "veltraKernel.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <HSpace.h>
@@ -65,6 +66,8 @@ bool validate(const veltraKernelInput& input, HString& problem) {
       {finite(input.poleVector), "the pole vector"},
       {finite(input.twist), "the twist"},
       {finite(input.restPoleVector), "the rest pole vector"},
+      {finite(input.softness), "the softness"},
+      {finite(input.stretch), "the stretch"},
   };
   for (const auto& value : values) {
     if (!value.ok) {
@@ -72,13 +75,25 @@ bool validate(const veltraKernelInput& input, HString& problem) {
       return false;
     }
   }
+  if (input.softness < 0.0) {
+    problem = sentence("The softness is negative; it is a distance, 0 or more.");
+    return false;
+  }
+  if (input.stretch < 0.0 || input.stretch > 1.0) {
+    problem = sentence("The stretch lies outside 0 to 1.");
+    return false;
+  }
   problem = HString();
   return true;
 }
 
 veltraKernelResult solve(const veltraKernelInput& input) {
   veltraKernelResult result;
-  const veltraKernelSetup setup = preKernelSolve(input);
+  veltraKernelSetup setup = preKernelSolve(input);
+  // Soft IK only moves the distance the bend aims for; the aim still points
+  // the end at the handle itself, so the end stays on the ray to it.
+  const double handleDistance = setup.handleDistance;
+  setup.handleDistance = ikSoftDistance(handleDistance, setup.maxReach, input.softness);
   HVector endBelowRoot;
   result.bend = kernelSolve(input, setup, result.bendFraction, endBelowRoot);
   // One simulation of the bent chain serves the aim, both plane stages and
@@ -86,7 +101,16 @@ veltraKernelResult solve(const veltraKernelInput& input) {
   const veltraKernelSolvedChain solved = ikSolvedChain(setup, result.bend, endBelowRoot);
   result.plane = postKernelSolve(input, setup, solved);
 
-  const double miss = (input.handleWorldPosition - solved.worldEnd).length();
+  // Stretch grows the solved chain about its root, so the end moves along the
+  // same ray; the reach test measures the end where it ends up.
+  const HPoint& root = setup.restWorldPositions[0];
+  const double aimed = std::min(setup.handleDistance, setup.maxReach);
+  result.stretchScale =
+      ikStretchScale(handleDistance, aimed, (solved.worldEnd - root).length(), input.stretch);
+  const HPoint end = result.stretchScale == 1.0
+                         ? solved.worldEnd
+                         : root + (solved.worldEnd - root) * result.stretchScale;
+  const double miss = (input.handleWorldPosition - end).length();
   result.reached = miss <= kReachTolerance;
 
   // Each added rotation acts in front of the rotation already there, the

@@ -66,6 +66,14 @@ struct veltraKernelInput {
   // The handle's splineIkOldStyle: the pole vector is a world direction and
   // only the root's rotation (not its scale) is taken out of it.
   bool oldStyle = false;
+  // Soft IK (world units, 0 or more; 0 is off): within this distance of the
+  // chain's straight length the bend aims for a nearer distance that eases
+  // towards full extension (ikSoftDistance).
+  double softness = 0.0;
+  // 0 to 1 (0 is off): how much of the distance the bend leaves between the
+  // end and the handle the chain takes up by growing about its root
+  // (ikStretchScale).
+  double stretch = 0.0;
 };
 
 // One pass of rotations, one entry per chain entry (see above).
@@ -125,8 +133,12 @@ struct veltraKernelResult {
   veltraKernelPass plane;  // second pass: the root's turn about its root-to-end axis
   // The bisection's bend fraction in [0, 1]; 0 when the chain stays unbent.
   double bendFraction = 0.0;
-  // Whether the bent and aimed end lies within kReachTolerance of the handle.
+  // Whether the solved end (stretched, when it is) lies within
+  // kReachTolerance of the handle.
   bool reached = false;
+  // The factor by which the solved chain grows about its root so that its
+  // end takes up the stretch; exactly 1 when nothing stretches.
+  double stretchScale = 1.0;
   // Per entry but the end: its rest rotation with the bend and then the plane
   // rotation added in object space (plane x bend x rest, unit length), the
   // rotation the node writes.
@@ -182,6 +194,22 @@ veltraKernelSolvedChain ikSolvedChain(const veltraKernelSetup& setup, const velt
 HQuaternion solveRotatePlane(const veltraKernelInput& input, const veltraKernelSetup& setup,
                              const veltraKernelSolvedChain& solved);
 HQuaternion solveTwist(const veltraKernelInput& input, const veltraKernelSolvedChain& solved);
+
+// ---- Soft IK and stretch -------------------------------------------------
+
+// The root-to-end distance the bend aims for. With R the straight length and
+// s the softness (taken as at most R), a handle at distance d > R - s gives
+// R - s + s (1 - exp(-(d - (R - s)) / s)), which meets d with the same slope
+// at R - s and only nears R as d grows, so the chain slows down smoothly
+// instead of snapping straight. Unchanged (bit for bit) when s is 0.
+double ikSoftDistance(double handleDistance, double straightLength, double softness);
+// The factor by which the solved chain grows about its root: 1 + stretch x
+// (d / solved - 1), so that its end moves from the solved distance towards
+// the handle's distance d by the fraction `stretch`. 1 when the bend aimed at
+// the handle's own distance (inside the reach, no softness), when stretch is
+// 0, or when the solved end lies on the root.
+double ikStretchScale(double handleDistance, double aimedDistance, double solvedDistance,
+                      double stretch);
 
 // ---- Chain geometry -------------------------------------------------------
 

@@ -114,6 +114,21 @@ HStatus getRampAttr(const HDagPath& handle, const HString& name, HFloatArray& po
 HStatus setRampAttr(const HDagPath& handle, const HString& name, const HFloatArray& positions,
                     const HFloatArray& values, const HIntArray& interpolations);
 
+// --- Soft IK, stretch and the reached flag -------------------------------------------
+// "veltraSoftness" (distance, 0 or more), "veltraStretch" (0 to 1) and the
+// output "veltraReached" (not saved), added to the handle if missing.
+HStatus ikSoftStretchCreate(const HDagPath& handle);
+// Creates them if missing, reads softness and stretch into the input, and
+// takes the stretch the last solve applied out of the root's scale in the
+// input; `appliedStretch` is that factor (1 when none).
+HStatus ikSoftStretch(const HDagPath& handle, veltraKernelInput& input, double& appliedStretch);
+// Writes the reached flag and, when the stretch factor changed, the root's
+// scale (its unstretched scale in the input times the new factor) and the
+// factor itself.
+void ikApplySoftStretch(const HDagPathArray& joints, const HDagPath& handle,
+                        const veltraKernelInput& input, const veltraKernelResult& result,
+                        double appliedStretch);
+
 // --- Poses ---------------------------------------------------------------------------
 // Every entry's own rotation (end effector included), radians.
 HStatus ikPose(const HDagPathArray& joints, HVectorArray& pose);

@@ -66,6 +66,12 @@ HStatus veltra::doSolve() {
   }
 
   ikKernelGeometry(joints, handle, input);
+  double appliedStretch = 1.0;
+  status = ikSoftStretch(handle, input, appliedStretch);
+  if (status != HStatus::kSuccess) {
+    status.perror("veltra::doSolve() - Could not retrieve softness and stretch.");
+    return status;
+  }
   HString problem;
   if (!veltraKernel::validate(input, problem)) {
     status = HStatus(HStatus::kFailure);
@@ -84,5 +90,6 @@ HStatus veltra::doSolve() {
   // Both passes add to the rest pose rather than to whatever the previous
   // evaluation left: the bend pass first, then the root's plane rotation.
   ikApplyResult(joints, input, result);
+  ikApplySoftStretch(joints, handle, input, result, appliedStretch);
   return HStatus(HStatus::kSuccess);
 }

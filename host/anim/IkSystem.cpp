@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <mutex>
 #include <numeric>
 #include <unordered_map>
@@ -28,6 +29,7 @@
 
 #include "AnimCurve.h"
 #include "AnimInternal.h"
+#include "HFnDependencyNode.h"
 #include "HFnIkHandle.h"
 #include "HFnTransform.h"
 #include "HGlobal.h"
@@ -301,6 +303,15 @@ void followEndJoint(Node* joint) {
   }
 }
 
+void unblendChain(const Node* handle) {
+  for (Node* node : chainNodes(handle)) {
+    if (node->blendedRotation) {
+      node->blendedRotation.reset();
+      invalidateMatrices(node);
+    }
+  }
+}
+
 void valueChanged(Node* node, const Attribute* attribute) {
   IkState& s = state();
   if (isType(node, HFn::kIkHandle))
@@ -310,7 +321,13 @@ void valueChanged(Node* node, const Attribute* attribute) {
   ensureIndex();
   const auto* chain = lookup(s.chainOf, node->slot);
   bool rotation = isRotation(attribute);
-  if (chain && !rotation) {
+  // A blended joint's rotate values are its FK pose: posing them re-blends;
+  // one that no handle blends any more shows them as they are.
+  if (rotation && node->blendedRotation && !chain) {
+    node->blendedRotation.reset();
+    invalidateMatrices(node);
+  }
+  if (chain && (!rotation || node->blendedRotation)) {
     for (std::uint32_t h : *chain)
       s.dirty.insert(h);
   }
@@ -433,6 +450,9 @@ void onChange(const Change& change, void*) {
       structureChanged(node);
       break;
     case ChangeKind::kNodeDeleted:
+      // Without its handle a chain shows its own (FK) rotations again.
+      if (isType(node, HFn::kIkHandle))
+        unblendChain(node);
       structureChanged(node, true);
       s.dirty.erase(node->slot);
       s.warnedNoSolver.erase(node->slot);
@@ -506,7 +526,81 @@ bool solverEnabled(const HObject& handle) {
   return enabled;
 }
 
+double ikBlendOf(const HObject& handle) {
+  HFnDependencyNode fn(handle);
+  double blend = 1.0;
+  fn.findPlug("ikBlend").getValue(blend);
+  return std::isfinite(blend) ? std::min(1.0, std::max(0.0, blend)) : 1.0;
+}
+
+// Spherical interpolation from a to b along the shorter arc; t in [0, 1].
+HQuaternion slerp(const HQuaternion& a, HQuaternion b, double t) {
+  double cosine = a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w;
+  if (cosine < 0.0) {
+    b = HQuaternion(-b.x, -b.y, -b.z, -b.w);
+    cosine = -cosine;
+  }
+  double wa = 1.0 - t, wb = t;
+  // Nearly equal rotations: the linear blend is exact to rounding and avoids
+  // dividing by a vanishing sine.
+  if (cosine < 1.0 - 1e-12) {
+    const double angle = std::acos(std::min(1.0, cosine));
+    const double sine = std::sin(angle);
+    wa = std::sin((1.0 - t) * angle) / sine;
+    wb = std::sin(t * angle) / sine;
+  }
+  return HQuaternion(wa * a.x + wb * b.x, wa * a.y + wb * b.y, wa * a.z + wb * b.z,
+                     wa * a.w + wb * b.w)
+      .normal();
+}
+
+// IK/FK blend. While a handle's ikBlend is below 1 its chain's rotate values
+// are the FK rotations, which the animator poses and keys, and each joint is
+// posed with the slerp from its FK rotation to the solved one. The solver
+// writes the solved rotations into the rotate values as it always does;
+// they are read back and the FK values put back. At 1 the solver's writes
+// stand, exactly as without a blend.
+struct FkRotations {
+  std::vector<Node*> nodes;    // the chain but its end effector
+  std::vector<double> values;  // three rotate values per node
+  double blend = 1.0;
+};
+
+FkRotations takeFkRotations(const HObject& handle) {
+  FkRotations fk;
+  fk.blend = ikBlendOf(handle);
+  std::vector<Node*> chain = chainNodes(nodeOf(handle));
+  for (size_t i = 1; i < chain.size(); ++i) {  // chain[0] is the effector
+    Node* node = chain[i];
+    // The solver starts from unblended joints: it reads the matrices it writes.
+    if (node->blendedRotation) {
+      node->blendedRotation.reset();
+      invalidateMatrices(node);
+    }
+    if (fk.blend < 1.0) {
+      fk.nodes.push_back(node);
+      for (int c = 0; c < 3; ++c)
+        fk.values.push_back(node->values.numbers[size_t(kSlotRotate + c)]);
+    }
+  }
+  return fk;
+}
+
+void blendWithFk(const FkRotations& fk) {
+  for (size_t i = 0; i < fk.nodes.size(); ++i) {
+    Node* node = fk.nodes[i];
+    const HQuaternion solved = transformationOf(node).rotation();
+    for (int c = 0; c < 3; ++c)
+      node->values.numbers[size_t(kSlotRotate + c)] = fk.values[3 * i + size_t(c)];
+    invalidateMatrices(node);
+    const HQuaternion own = transformationOf(node).rotation();
+    node->blendedRotation.reset(new HQuaternion(slerp(own, solved, fk.blend)));
+    invalidateMatrices(node);
+  }
+}
+
 HStatus runSolver(const HObject& handle, HPxIkSolverNode* solver) {
+  const FkRotations fk = takeFkRotations(handle);
   HIkHandleGroup group;
   group.addHandle(handle);
   solver->setHandleGroup(&group);
@@ -515,6 +609,7 @@ HStatus runSolver(const HObject& handle, HPxIkSolverNode* solver) {
     status = solver->doSolve();
   status = solver->postSolve(status);
   solver->setHandleGroup(nullptr);
+  blendWithFk(fk);
   // What the solve itself changed on the handle (first-solve attributes,
   // preferred angles) must not leave it dirty.
   const std::lock_guard<std::recursive_mutex> guard(state().lock);

@@ -32,6 +32,17 @@ std::shared_ptr<Attribute> scalar(const char* longName, const char* shortName,
   return attribute;
 }
 
+// A double kept within [min, max].
+std::shared_ptr<Attribute> ranged(const char* longName, const char* shortName, double value,
+                                  double min, double max) {
+  auto attribute = scalar(longName, shortName, HFnNumericData::kDouble, value);
+  attribute->hasMin = attribute->hasMax = true;
+  attribute->minValue = min;
+  attribute->maxValue = max;
+  attribute->strictRange = true;
+  return attribute;
+}
+
 struct AnimTypes {
   AnimTypes() {
     registerBuiltinNodeType(
@@ -46,7 +57,8 @@ struct AnimTypes {
                              scalar("twist", "twist", HFnNumericData::kDouble, 0.0),
                              scalar("splineIkOldStyle", "siko", HFnNumericData::kBoolean, 0.0),
                              scalar("solverEnable", "hsh", HFnNumericData::kBoolean, 1.0),
-                             scalar("snapEnable", "snp", HFnNumericData::kBoolean, 1.0)});
+                             scalar("snapEnable", "snp", HFnNumericData::kBoolean, 1.0),
+                             ranged("ikBlend", "ikb", 1.0, 0.0, 1.0)});
   }
 };
 

@@ -23,4 +23,8 @@ class HFnNumericAttribute : public HFnAttribute {
   HStatus setDefault(double value);
   HStatus setMin(double value);
   HStatus setMax(double value);
+  // With true, commands (setAttr) refuse a value outside the minimum and
+  // maximum with an error instead of clamping it; writes through the API
+  // still clamp.
+  HStatus setStrictRange(bool state);
 };

@@ -99,6 +99,7 @@ std::shared_ptr<Attribute> cloneTree(const Attribute& source, const std::string&
   copy->hasMax = source.hasMax;
   copy->minValue = source.minValue;
   copy->maxValue = source.maxValue;
+  copy->strictRange = source.strictRange;
   copy->enumFields = source.enumFields;
   copy->hidden = source.hidden;
   copy->keyable = source.keyable;
@@ -132,6 +133,7 @@ struct AttrDesc {
   double defaultValue = 0.0;
   bool hasMin = false, hasMax = false;
   double minValue = 0.0, maxValue = 0.0;
+  bool strictRange = false;
   std::vector<std::pair<std::string, short>> fields;
   // -1: not given, the host's default applies.
   int hidden = -1, keyable = -1, storable = -1, readable = -1, writable = -1;
@@ -200,6 +202,8 @@ HObject buildAttribute(const AttrDesc& desc, std::string& error) {
         status = fn.setMin(desc.minValue);
       if (desc.hasMax && status.statusCode() == HStatus::kSuccess)
         status = fn.setMax(desc.maxValue);
+      if (desc.strictRange && status.statusCode() == HStatus::kSuccess)
+        status = fn.setStrictRange(true);
       break;
     }
     case AttrDesc::kEnum: {
@@ -257,6 +261,7 @@ class AddAttrCommand : public Command {
     syntax.addFlag("-dv", "-defaultValue", HSyntax::kDouble);
     syntax.addFlag("-min", "-minValue", HSyntax::kDouble);
     syntax.addFlag("-max", "-maxValue", HSyntax::kDouble);
+    syntax.addFlag("-sr", "-strictRange");
     syntax.addFlag("-h", "-hidden", HSyntax::kString);
     syntax.addFlag("-k", "-keyable", HSyntax::kString);
     syntax.addFlag("-s", "-storable", HSyntax::kString);
@@ -460,6 +465,11 @@ class AddAttrCommand : public Command {
         error = "-dv " + flagWord("-dv") + " is not the value of one of the enum's fields";
         return false;
       }
+    }
+    s.strictRange = flag("-sr");
+    if (s.strictRange && !s.hasMin && !s.hasMax) {
+      error = "-strictRange needs -min or -max";
+      return false;
     }
     if (s.hasMin && s.hasMax && s.minValue > s.maxValue) {
       error = "-min is above -max";

@@ -15,6 +15,17 @@ std::string plugText(const HPlug& plug) {
   return plug.name().asStdString();
 }
 
+// The range of a numeric leaf in words: "values from 0 to 1", "values of at
+// least 0", "values of at most 1".
+std::string rangeText(const Attribute* leaf) {
+  auto number = [](double value) { return formatDouble(value); };
+  if (leaf->hasMin && leaf->hasMax)
+    return "values from " + number(leaf->minValue) + " to " + number(leaf->maxValue);
+  if (leaf->hasMin)
+    return "values of at least " + number(leaf->minValue);
+  return "values of at most " + number(leaf->maxValue);
+}
+
 // Why a plug cannot take a new value, or "" when it can.
 std::string writeProblem(const HPlug& plug, bool ignoreLocks) {
   PlugRef ref;
@@ -26,6 +37,12 @@ std::string writeProblem(const HPlug& plug, bool ignoreLocks) {
            "[0]";
   if (state == PlugState::kIncomplete)
     return "'" + plugText(plug) + "' lies in an array element: give the element's index";
+  // An output (a solver's result, say) is for reading; what it holds is
+  // written by its owner, not by a user.
+  for (const Attribute* a = ref.attribute; a; a = a->parent) {
+    if (!a->writable)
+      return "'" + plugText(plug) + "' is read-only";
+  }
   if (!ignoreLocks && isLockedEffective(ref, plugIndices(plug), false))
     return "'" + plugText(plug) + "' is locked";
   HPlug source;
@@ -97,6 +114,12 @@ class SetAttrCommand : public Command {
           double value = 0.0;
           if (!parseLeafValue(leaf, arg(i + 1), value, error))
             return failure(error);
+          // Outside a strict range a value is refused rather than clamped:
+          // the number typed cannot mean what it says.
+          if (leaf->strictRange && ((leaf->hasMin && value < leaf->minValue) ||
+                                    (leaf->hasMax && value > leaf->maxValue)))
+            return failure("'" + plugText(leaves[i]) + "' takes " + rangeText(leaf) + ", not " +
+                           arg(i + 1));
           fMod.newPlugValueDouble(leaves[i], value);
         }
       }

@@ -202,6 +202,8 @@ class Writer {
       fOut << " -min " << formatDouble(a.minValue);
     if (a.hasMax)
       fOut << " -max " << formatDouble(a.maxValue);
+    if (a.strictRange)
+      fOut << " -sr";
   }
 
   // Values of a plug and everything below it. inElement: the plug lies in

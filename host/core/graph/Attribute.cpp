@@ -444,6 +444,16 @@ HStatus HFnNumericAttribute::setMin(double value) {
   return ok();
 }
 
+HStatus HFnNumericAttribute::setStrictRange(bool state) {
+  Attribute* def = defOf(fObject);
+  if (!def)
+    return invalid("No attribute attached");
+  def->strictRange = state;
+  for (auto& child : def->children)
+    child->strictRange = state;
+  return ok();
+}
+
 HStatus HFnNumericAttribute::setMax(double value) {
   Attribute* def = defOf(fObject);
   if (!def)

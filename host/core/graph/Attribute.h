@@ -80,6 +80,9 @@ struct Attribute : std::enable_shared_from_this<Attribute> {
   std::string defaultString;                   // typed string attributes
   bool hasMin = false, hasMax = false;
   double minValue = 0.0, maxValue = 0.0;
+  // Commands refuse a value outside [min, max] instead of clamping it: for
+  // settings where a clamped number would not mean what the user typed.
+  bool strictRange = false;
   std::vector<std::pair<std::string, short>> enumFields;  // in the order added
 
   bool hidden = false;

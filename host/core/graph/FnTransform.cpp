@@ -173,6 +173,13 @@ HTransformationMatrix buildTransformation(const Node* node) {
 
 const HMatrix& localMatrix(const Node* node) {
   if (!node->localValid) {
+    if (node->blendedRotation) {
+      HTransformationMatrix blended = transformationOf(node);
+      blended.setRotation(*node->blendedRotation);
+      node->local = blended.asMatrix();
+      node->localValid = true;
+      return node->local;
+    }
     node->local = transformationOf(node).asMatrix();
     node->localValid = true;
   }

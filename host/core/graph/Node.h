@@ -125,6 +125,10 @@ struct Node {
   mutable HMatrix world;
   mutable HMatrix worldInverse;
   mutable std::unique_ptr<TransformMemo> transformMemo;  // made on first use
+  // The rotation (R component) an IK/FK blend poses this node with in place
+  // of its rotate values, which keep the FK rotation; null when no blend
+  // holds it. Set by the IK evaluation, never saved: it is solved again.
+  std::unique_ptr<HQuaternion> blendedRotation;
 
   std::unique_ptr<HPxNode> user;
   std::vector<std::pair<std::string, HObject>> links;

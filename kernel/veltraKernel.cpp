@@ -96,8 +96,7 @@ veltraKernelResult solve(const veltraKernelInput& input) {
   for (unsigned i = 0; i + 1 < n; ++i) {
     const HQuaternion bend(result.bend.angles[i], result.bend.axes[i]);
     const HQuaternion plane(result.plane.angles[i], result.plane.axes[i]);
-    result.solvedRotations[i] =
-        (plane * (bend * setup.restLocalTransformations[i].rotation()).normal()).normal();
+    result.solvedRotations[i] = (plane * (bend * setup.restRotations[i]).normal()).normal();
   }
   return result;
 }
@@ -124,46 +123,84 @@ HDoubleArray interiorAnglesDeg(const HPointArray& worldPositions) {
   return angles;
 }
 
+// Where the parent's origin lies in an entry's child space: the point that the
+// entry's local matrix carries onto the origin, x = -T x L^-1 for the upper
+// 3x3 block L, by Cramer's rule. False for a block too close to singular
+// (|det| at most 1e-14 times the product of its row lengths, as the host's
+// inverse tests), where the entry has no usable frame.
+bool parentInChildSpace(const HMatrix& local, HVector& parent) {
+  const double(&m)[4][4] = local.matrix;
+  const double c00 = m[1][1] * m[2][2] - m[1][2] * m[2][1];
+  const double c01 = m[1][2] * m[2][0] - m[1][0] * m[2][2];
+  const double c02 = m[1][0] * m[2][1] - m[1][1] * m[2][0];
+  const double det = m[0][0] * c00 + m[0][1] * c01 + m[0][2] * c02;
+  double rows = 1.0;
+  for (int r = 0; r < 3; ++r) {
+    rows *= std::sqrt(m[r][0] * m[r][0] + m[r][1] * m[r][1] + m[r][2] * m[r][2]);
+  }
+  if (!(std::fabs(det) > 1e-14 * rows)) {
+    return false;
+  }
+  // x L = -t: each coordinate is a determinant with one row of L replaced by -t.
+  const double t[3] = {-m[3][0], -m[3][1], -m[3][2]};
+  const double x0 = t[0] * c00 + t[1] * c01 + t[2] * c02;
+  const double x1 = m[0][0] * (t[1] * m[2][2] - t[2] * m[2][1]) +
+                    m[0][1] * (t[2] * m[2][0] - t[0] * m[2][2]) +
+                    m[0][2] * (t[0] * m[2][1] - t[1] * m[2][0]);
+  const double x2 = m[0][0] * (m[1][1] * t[2] - m[1][2] * t[1]) +
+                    m[0][1] * (m[1][2] * t[0] - m[1][0] * t[2]) +
+                    m[0][2] * (m[1][0] * t[1] - m[1][1] * t[0]);
+  parent = HVector(x0 / det, x1 / det, x2 / det);
+  return true;
+}
+
 }  // namespace
 
 veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   veltraKernelSetup setup;
   const unsigned n = unsigned(input.localTransformations.size());
 
-  // The rest pose, and the world matrices, positions and rotation frames of
-  // the chain standing in it: every later stage measures from these.
-  setup.restLocalTransformations = input.localTransformations;
+  // The rest pose, and the matrices and positions of the chain standing in
+  // it: every later stage measures from these. Each entry's transformation is
+  // also kept in two parts around its rotation, for the trials.
   setup.rootParentWorldMatrix = input.rootParentWorldMatrix;
-  setup.restWorldMatrices.resize(n);
-  setup.restRotationFrames.resize(n);
+  setup.restRotations.resize(n);
   setup.aheadOfRotation.resize(n);
   setup.behindRotation.resize(n);
   setup.restWorldPositions.setLength(n);
+  std::vector<HMatrix> localMatrices(n);
+  HMatrix world = input.rootParentWorldMatrix;
   for (unsigned i = 0; i < n; ++i) {
-    HTransformationMatrix& local = setup.restLocalTransformations[i];
+    // The entry's own composition of its rest transformation, not the product
+    // of the two parts below: a long chain that curls can reach the handle's
+    // distance at several bends, and which one the bisection finds may turn
+    // on the last bit of the rest positions.
+    HTransformationMatrix local = input.localTransformations[i];
     if (i + 1 < n) {
-      // The end's rotation moves nothing that the solve sees.
+      // The end's rotation moves nothing that the solve sees, so it keeps its own.
       const double angles[3] = {input.restPose[i].x, input.restPose[i].y, input.restPose[i].z};
       local.setRotation(angles, local.rotationOrder());
     }
-    const HMatrix& parentWorld =
-        i == 0 ? input.rootParentWorldMatrix : setup.restWorldMatrices[i - 1];
-    setup.restWorldMatrices[i] = local.asMatrix() * parentWorld;
-    setup.restWorldPositions[i] = HPoint::origin * setup.restWorldMatrices[i];
-    setup.restRotationFrames[i] = veltraKernelRotationFrame{setup.restWorldMatrices[i].inverse(),
-                                                            local.rotateOrientation().asMatrix()};
-    // The same transformation in two parts, each composed by the host's own
-    // rule with the other part's components left out.
-    HTransformationMatrix ahead = local, behind = local;
-    const double noAngles[3] = {0.0, 0.0, 0.0}, unitScale[3] = {1.0, 1.0, 1.0};
-    ahead.setRotation(noAngles, local.rotationOrder());
-    ahead.setJointOrientation(HQuaternion());
-    ahead.setTranslation(HVector::zero, HSpace::kTransform);
-    behind.setScale(unitScale, HSpace::kTransform);
-    behind.setShear(noAngles, HSpace::kTransform);
-    behind.setRotateOrientation(HQuaternion());
-    setup.aheadOfRotation[i] = ahead.asMatrix();
-    setup.behindRotation[i] = behind.asMatrix();
+    setup.restRotations[i] = local.rotation();
+    localMatrices[i] = local.asMatrix();
+    HMatrix& ahead = setup.aheadOfRotation[i];
+    ahead = local.asScaleMatrix();
+    const HQuaternion orientation = local.rotateOrientation();
+    if (orientation != HQuaternion()) {
+      ahead = ahead * orientation.asMatrix();
+    }
+    HMatrix& behind = setup.behindRotation[i];
+    behind = (setup.restRotations[i] * local.jointOrientation()).asMatrix();
+    const HVector t = local.translation(HSpace::kTransform);
+    behind(3, 0) = t.x;
+    behind(3, 1) = t.y;
+    behind(3, 2) = t.z;
+    world = localMatrices[i] * world;
+    setup.restWorldPositions[i] = HPoint::origin * world;
+    if (i == 0) {
+      setup.rootWorldMatrix = world;
+      setup.rootFrame = veltraKernelRotationFrame{world.inverse(), orientation.asMatrix()};
+    }
   }
 
   // A bend of d degrees turns the interior angle a into a + d; the limits keep
@@ -178,11 +215,18 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
 
   // Each inner joint bends about child x parent bone, seen in its own
   // rotation frame; parallel bones (straight or folded flat) give no axis.
+  // The child sits at its own translation in the entry's child space, and
+  // the rotate orientation turns both into the rotation frame.
   setup.bendAxes = HVectorArray(n, HVector::zero);
   for (unsigned i = 1; i + 1 < n; ++i) {
-    const veltraKernelRotationFrame& frame = setup.restRotationFrames[i];
-    const HVector toParent(ikPositionInRotationFrame(setup.restWorldPositions[i - 1], frame));
-    const HVector toChild(ikPositionInRotationFrame(setup.restWorldPositions[i + 1], frame));
+    HVector parent;
+    if (!parentInChildSpace(localMatrices[i], parent)) {
+      continue;
+    }
+    const HMatrix orientation = input.localTransformations[i].rotateOrientation().asMatrix();
+    const HVector toParent = parent * orientation;
+    const HVector toChild =
+        input.localTransformations[i + 1].translation(HSpace::kTransform) * orientation;
     if (!toChild.isParallel(toParent, 1e-10)) {
       setup.bendAxes[i] = toChild ^ toParent;
     }
@@ -212,7 +256,7 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   }
 
   setup.worldToRootRotation =
-      HTransformationMatrix(setup.restWorldMatrices[0]).rotation().asMatrix().inverse();
+      HTransformationMatrix(setup.rootWorldMatrix).rotation().asMatrix().inverse();
   setup.planeNormal = ikJointPlaneNormal(setup);
   setup.poleAngleOffset = ikPoleVectorAngleOffset(input, setup, setup.planeNormal);
   return setup;

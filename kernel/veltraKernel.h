@@ -81,13 +81,17 @@ struct veltraKernelRotationFrame {
   HMatrix orientation;    // its rotate orientation
 };
 
-// What stays fixed during one solve, measured once from the rest pose.
+// What stays fixed during one solve, measured once from the rest pose: the
+// scene stands in the rest pose while a solve runs, so every trial reuses it.
 struct veltraKernelSetup {
-  std::vector<HTransformationMatrix> restLocalTransformations;  // rest rotation set
-  HMatrix rootParentWorldMatrix;                                // as in the input
-  std::vector<HMatrix> restWorldMatrices;                       // per entry
-  HPointArray restWorldPositions;                               // per entry
-  std::vector<veltraKernelRotationFrame> restRotationFrames;    // per entry
+  // Per entry, its rest rotation R (the end keeps its own), unit length.
+  std::vector<HQuaternion> restRotations;
+  HMatrix rootParentWorldMatrix;   // as in the input
+  HMatrix rootWorldMatrix;         // the root's world matrix at rest
+  HPointArray restWorldPositions;  // per entry
+  // The root's rotation frame at rest; the plane stages and the aim measure
+  // in it (inner entries need only their bend axes, below).
+  veltraKernelRotationFrame rootFrame;
   // Per entry, the rest transformation split where an added rotation acts:
   // S x Sh x RA ahead of it, R x JO x T (rest R) behind it, so that a trial
   // moves a point through an entry with two small products and a quaternion.
@@ -185,9 +189,6 @@ HQuaternion solveTwist(const veltraKernelInput& input, const veltraKernelSolvedC
 
 // ---- Chain geometry -------------------------------------------------------
 
-// World positions of the chain with the pass's rotations added to the rest
-// pose, root first (the root does not move).
-HPointArray ikSimulatedWorldPositions(const veltraKernelSetup& setup, const veltraKernelPass& pass);
 // The end of the chain with the rotations of entries 1 to n - 2 of the pass
 // added to the rest pose, as a point in the root's child space (the space
 // the root's local transformation maps into its parent's): what every trial
@@ -197,6 +198,19 @@ HVector ikEndBelowRoot(const veltraKernelSetup& setup, const veltraKernelPass& p
 // entry's rest transformation with a rotation (a unit quaternion) added.
 HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQuaternion& added,
                        const HVector& point);
+// The same with the rotation added to inner entry i given by rotationOf(i)
+// (a unit quaternion), for the radial trials, which make their rotations as
+// they go instead of filling a pass.
+template <class RotationOf>
+HVector ikEndBelowRootWith(const veltraKernelSetup& setup, RotationOf rotationOf) {
+  const unsigned n = setup.restWorldPositions.length();
+  const HMatrix& end = setup.behindRotation[n - 1];
+  HVector point(end(3, 0), end(3, 1), end(3, 2));
+  for (unsigned i = n - 2; i >= 1; --i) {
+    point = ikThroughEntry(setup, i, rotationOf(i), point);
+  }
+  return point;
+}
 // A world point in a rotation frame.
 inline HPoint ikPositionInRotationFrame(const HPoint& worldPoint,
                                         const veltraKernelRotationFrame& frame) {

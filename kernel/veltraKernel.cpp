@@ -96,7 +96,7 @@ veltraKernelResult solve(const veltraKernelInput& input) {
   for (unsigned i = 0; i + 1 < n; ++i) {
     const HQuaternion bend(result.bend.angles[i], result.bend.axes[i]);
     const HQuaternion plane(result.plane.angles[i], result.plane.axes[i]);
-    result.solvedRotations[i] = (plane * (bend * setup.restRotations[i]).normal()).normal();
+    result.solvedRotations[i] = (plane * (bend * setup.entries[i].restRotation).normal()).normal();
   }
   return result;
 }
@@ -109,18 +109,6 @@ veltraKernelPass noRotation(unsigned n) {
   pass.angles = HDoubleArray(n, 0.0);
   pass.axes = HVectorArray(n, HVector::zero);
   return pass;
-}
-
-// Interior angle in degrees at every inner entry, 0 at both ends.
-HDoubleArray interiorAnglesDeg(const HPointArray& worldPositions) {
-  const unsigned n = worldPositions.length();
-  HDoubleArray angles(n, 0.0);
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    const HVector toParent = worldPositions[i - 1] - worldPositions[i];
-    const HVector toChild = worldPositions[i + 1] - worldPositions[i];
-    angles[i] = toParent.angle(toChild) * 180.0 / kPi;
-  }
-  return angles;
 }
 
 // Where the parent's origin lies in an entry's child space: the point that the
@@ -164,13 +152,11 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   // it: every later stage measures from these. Each entry's transformation is
   // also kept in two parts around its rotation, for the trials.
   setup.rootParentWorldMatrix = input.rootParentWorldMatrix;
-  setup.restRotations.resize(n);
-  setup.aheadOfRotation.resize(n);
-  setup.behindRotation.resize(n);
+  setup.entries.resize(n);
   setup.restWorldPositions.setLength(n);
-  std::vector<HMatrix> localMatrices(n);
   HMatrix world = input.rootParentWorldMatrix;
   for (unsigned i = 0; i < n; ++i) {
+    veltraKernelEntry& entry = setup.entries[i];
     // The entry's own composition of its rest transformation, not the product
     // of the two parts below: a long chain that curls can reach the handle's
     // distance at several bends, and which one the bisection finds may turn
@@ -181,60 +167,53 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
       const double angles[3] = {input.restPose[i].x, input.restPose[i].y, input.restPose[i].z};
       local.setRotation(angles, local.rotationOrder());
     }
-    setup.restRotations[i] = local.rotation();
-    localMatrices[i] = local.asMatrix();
-    HMatrix& ahead = setup.aheadOfRotation[i];
-    ahead = local.asScaleMatrix();
+    entry.restRotation = local.rotation();
+    const HMatrix localMatrix = local.asMatrix();
+    entry.aheadOfRotation = local.asScaleMatrix();
     const HQuaternion orientation = local.rotateOrientation();
+    const HMatrix orientationMatrix = orientation.asMatrix();
     if (orientation != HQuaternion()) {
-      ahead = ahead * orientation.asMatrix();
+      entry.aheadOfRotation = entry.aheadOfRotation * orientationMatrix;
     }
-    HMatrix& behind = setup.behindRotation[i];
-    behind = (setup.restRotations[i] * local.jointOrientation()).asMatrix();
+    HMatrix& behind = entry.behindRotation;
+    behind = (entry.restRotation * local.jointOrientation()).asMatrix();
     const HVector t = local.translation(HSpace::kTransform);
     behind(3, 0) = t.x;
     behind(3, 1) = t.y;
     behind(3, 2) = t.z;
-    world = localMatrices[i] * world;
+    world = localMatrix * world;
     setup.restWorldPositions[i] = HPoint::origin * world;
     if (i == 0) {
       setup.rootWorldMatrix = world;
-      setup.rootFrame = veltraKernelRotationFrame{world.inverse(), orientation.asMatrix()};
+      setup.rootFrame = veltraKernelRotationFrame{world.inverse(), orientationMatrix};
+    }
+
+    // An inner joint bends about child x parent bone, seen in its own
+    // rotation frame; parallel bones (straight or folded flat) give no axis.
+    // The child sits at its own translation in the entry's child space, and
+    // the rotate orientation turns both into the rotation frame.
+    HVector parent;
+    if (i > 0 && i + 1 < n && parentInChildSpace(localMatrix, parent)) {
+      const HVector toParent = parent * orientationMatrix;
+      const HVector toChild =
+          input.localTransformations[i + 1].translation(HSpace::kTransform) * orientationMatrix;
+      if (!toChild.isParallel(toParent, 1e-10)) {
+        entry.bendAxis = toChild ^ toParent;
+      }
     }
   }
 
   // A bend of d degrees turns the interior angle a into a + d; the limits keep
   // it within [0, 180]: negative bends fold, positive ones straighten.
-  const HDoubleArray anglesDeg = interiorAnglesDeg(setup.restWorldPositions);
-  setup.lowerLimitsDeg = HDoubleArray(n, 0.0);
-  setup.upperLimitsDeg = HDoubleArray(n, 0.0);
+  const HPointArray& p = setup.restWorldPositions;
   for (unsigned i = 1; i + 1 < n; ++i) {
-    setup.lowerLimitsDeg[i] = -anglesDeg[i];
-    setup.upperLimitsDeg[i] = 180.0 - anglesDeg[i];
-  }
-
-  // Each inner joint bends about child x parent bone, seen in its own
-  // rotation frame; parallel bones (straight or folded flat) give no axis.
-  // The child sits at its own translation in the entry's child space, and
-  // the rotate orientation turns both into the rotation frame.
-  setup.bendAxes = HVectorArray(n, HVector::zero);
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    HVector parent;
-    if (!parentInChildSpace(localMatrices[i], parent)) {
-      continue;
-    }
-    const HMatrix orientation = input.localTransformations[i].rotateOrientation().asMatrix();
-    const HVector toParent = parent * orientation;
-    const HVector toChild =
-        input.localTransformations[i + 1].translation(HSpace::kTransform) * orientation;
-    if (!toChild.isParallel(toParent, 1e-10)) {
-      setup.bendAxes[i] = toChild ^ toParent;
-    }
+    const double angleDeg = (p[i - 1] - p[i]).angle(p[i + 1] - p[i]) * 180.0 / kPi;
+    setup.entries[i].lowerLimitDeg = -angleDeg;
+    setup.entries[i].upperLimitDeg = 180.0 - angleDeg;
   }
 
   // Normalise by the smallest inner bias, so that the joint with the smallest
   // bias reaches its limit exactly at bend fraction 1 and the others earlier.
-  setup.biasRates = HDoubleArray(n, 0.0);
   double smallestBias = input.angleBias[1];
   for (unsigned i = 2; i + 1 < n; ++i) {
     if (smallestBias > input.angleBias[i]) {
@@ -244,10 +223,9 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   const bool scaled = std::fabs(smallestBias) > 1e-05;
   const double scale = scaled ? 1.0 / smallestBias : 1.0;
   for (unsigned i = 1; i + 1 < n; ++i) {
-    setup.biasRates[i] = scaled ? input.angleBias[i] * scale : input.angleBias[i];
+    setup.entries[i].biasRate = scaled ? input.angleBias[i] * scale : input.angleBias[i];
   }
 
-  const HPointArray& p = setup.restWorldPositions;
   setup.chainSpan = (p[n - 1] - p[0]).length();
   setup.handleDistance = (input.handleWorldPosition - p[0]).length();
   // The reach of the fully straightened chain: the bone lengths laid end to end.

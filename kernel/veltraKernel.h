@@ -81,31 +81,36 @@ struct veltraKernelRotationFrame {
   HMatrix orientation;    // its rotate orientation
 };
 
+// What one chain entry keeps for every trial of a solve, together in one
+// place: a trial walks the entries in turn.
+struct veltraKernelEntry {
+  HQuaternion restRotation;  // its rest rotation R (the end keeps its own), unit length
+  // The rest transformation split where an added rotation acts: S x Sh x RA
+  // ahead of it, R x JO x T (rest R) behind it, so that a trial moves a point
+  // through the entry with two small products and a quaternion.
+  HMatrix aheadOfRotation;
+  HMatrix behindRotation;
+  // Inner entries: the bend axis in the rotation frame (child x parent
+  // bone); the zero vector where the bones are parallel and no bend exists.
+  HVector bendAxis;
+  double lowerLimitDeg = 0.0;  // minus the rest interior angle; 0 at the ends
+  double upperLimitDeg = 0.0;  // 180 minus the rest interior angle; 0 at the ends
+  // The bias weight divided by the smallest inner one (raw when that is
+  // within 1e-5 of 0), so that the least biased joint reaches its limit at
+  // bend fraction 1; 0 at the ends.
+  double biasRate = 0.0;
+};
+
 // What stays fixed during one solve, measured once from the rest pose: the
 // scene stands in the rest pose while a solve runs, so every trial reuses it.
 struct veltraKernelSetup {
-  // Per entry, its rest rotation R (the end keeps its own), unit length.
-  std::vector<HQuaternion> restRotations;
-  HMatrix rootParentWorldMatrix;   // as in the input
-  HMatrix rootWorldMatrix;         // the root's world matrix at rest
-  HPointArray restWorldPositions;  // per entry
+  std::vector<veltraKernelEntry> entries;  // per chain entry, root first
+  HMatrix rootParentWorldMatrix;           // as in the input
+  HMatrix rootWorldMatrix;                 // the root's world matrix at rest
+  HPointArray restWorldPositions;          // per entry
   // The root's rotation frame at rest; the plane stages and the aim measure
-  // in it (inner entries need only their bend axes, below).
+  // in it (inner entries need only their bend axes).
   veltraKernelRotationFrame rootFrame;
-  // Per entry, the rest transformation split where an added rotation acts:
-  // S x Sh x RA ahead of it, R x JO x T (rest R) behind it, so that a trial
-  // moves a point through an entry with two small products and a quaternion.
-  std::vector<HMatrix> aheadOfRotation;
-  std::vector<HMatrix> behindRotation;
-  // Per inner entry, the bend axis in its rotation frame (child x parent
-  // bone); the zero vector where the bones are parallel and no bend exists.
-  HVectorArray bendAxes;
-  HDoubleArray lowerLimitsDeg;  // per entry: minus the rest interior angle, 0 at the ends
-  HDoubleArray upperLimitsDeg;  // per entry: 180 minus the rest interior angle, 0 at the ends
-  // Per entry, the bias weight divided by the smallest inner one (raw when
-  // that is within 1e-5 of 0), so that the least biased joint reaches its
-  // limit at bend fraction 1.
-  HDoubleArray biasRates;
   double chainSpan = 0.0;       // world distance root to end at rest
   double handleDistance = 0.0;  // world distance root to handle
   double maxReach = 0.0;        // sum of the rest bone lengths; the fold reaches 0
@@ -204,7 +209,7 @@ HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQu
 template <class RotationOf>
 HVector ikEndBelowRootWith(const veltraKernelSetup& setup, RotationOf rotationOf) {
   const unsigned n = setup.restWorldPositions.length();
-  const HMatrix& end = setup.behindRotation[n - 1];
+  const HMatrix& end = setup.entries[n - 1].behindRotation;
   HVector point(end(3, 0), end(3, 1), end(3, 2));
   for (unsigned i = n - 2; i >= 1; --i) {
     point = ikThroughEntry(setup, i, rotationOf(i), point);

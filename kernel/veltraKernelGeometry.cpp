@@ -12,11 +12,12 @@ HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQu
   // The added rotation is a unit quaternion (HQuaternion(angle, axis) makes
   // one), so the point turns by v + 2w (u x v) + 2 u x (u x v) without being
   // normalised again: this runs for every inner joint of every trial.
-  const HVector v = point * setup.aheadOfRotation[entry];
+  const veltraKernelEntry& at = setup.entries[entry];
+  const HVector v = point * at.aheadOfRotation;
   const HVector u(added.x, added.y, added.z);
   const HVector t = (u ^ v) * 2.0;
   const HVector turned = v + t * added.w + (u ^ t);
-  const HMatrix& behind = setup.behindRotation[entry];
+  const HMatrix& behind = at.behindRotation;
   return turned * behind + HVector(behind(3, 0), behind(3, 1), behind(3, 2));
 }
 

@@ -36,7 +36,8 @@ double radialBendAngle(const veltraKernelSetup& setup, unsigned i, double bendFr
 // bisection, with each entry's rotation made where it is used.
 double radialReach(const veltraKernelSetup& setup, double bendFraction, bool foldMode) {
   const HVector endBelowRoot = ikEndBelowRootWith(setup, [&](unsigned i) {
-    return HQuaternion(radialBendAngle(setup, i, bendFraction, foldMode), setup.bendAxes[i]);
+    return HQuaternion(radialBendAngle(setup, i, bendFraction, foldMode),
+                       setup.entries[i].bendAxis);
   });
   return endReach(setup, endBelowRoot);
 }
@@ -167,31 +168,32 @@ void radialBends(const veltraKernelSetup& setup, double bendFraction, bool foldM
 
   for (unsigned i = 1; i + 1 < n; ++i) {
     // Straight or fully folded at rest: no bend axis, so the joint stays.
-    const bool bends = setup.bendAxes[i] != HVector::zero;
-    trial.axes[i] = bends ? setup.bendAxes[i] : HVector::xAxis;
+    const HVector& axis = setup.entries[i].bendAxis;
+    trial.axes[i] = axis != HVector::zero ? axis : HVector::xAxis;
     trial.angles[i] = radialBendAngle(setup, i, bendFraction, foldMode);
   }
 }
 
 double radialBendAngle(const veltraKernelSetup& setup, unsigned i, double bendFraction,
                        bool foldMode) {
-  if (setup.bendAxes[i] == HVector::zero) {
+  const veltraKernelEntry& entry = setup.entries[i];
+  if (entry.bendAxis == HVector::zero) {
     return 0.0;
   }
-  double fraction = bendFraction * setup.biasRates[i];
+  double fraction = bendFraction * entry.biasRate;
   if (fraction < 0) {
     fraction = 0;
   }
   if (fraction > 1.0) {
     fraction = 1.0;
   }
-  double bendDeg = (foldMode ? setup.lowerLimitsDeg[i] : setup.upperLimitsDeg[i]) * fraction;
+  double bendDeg = (foldMode ? entry.lowerLimitDeg : entry.upperLimitDeg) * fraction;
   // Keep every interior angle within [0, 180].
-  if (setup.lowerLimitsDeg[i] > bendDeg) {
-    bendDeg = setup.lowerLimitsDeg[i];
+  if (entry.lowerLimitDeg > bendDeg) {
+    bendDeg = entry.lowerLimitDeg;
   }
-  if (bendDeg > setup.upperLimitsDeg[i]) {
-    bendDeg = setup.upperLimitsDeg[i];
+  if (bendDeg > entry.upperLimitDeg) {
+    bendDeg = entry.upperLimitDeg;
   }
   // A positive turn about child x parent swings the child bone towards the
   // parent bone and folds the joint, so a fold (negative bend) is a positive

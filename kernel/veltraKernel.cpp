@@ -157,10 +157,11 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   HMatrix world = input.rootParentWorldMatrix;
   for (unsigned i = 0; i < n; ++i) {
     veltraKernelEntry& entry = setup.entries[i];
-    // The entry's own composition of its rest transformation, not the product
-    // of the two parts below: a long chain that curls can reach the handle's
-    // distance at several bends, and which one the bisection finds may turn
-    // on the last bit of the rest positions.
+    // The entry's own composition of its rest transformation, as the host
+    // composes it, not the product of the two parts below: rest positions
+    // then agree to the last bit with the host's world matrices, and a goal
+    // placed where the host says the end is lands on the same side of the
+    // solve's tolerances.
     HTransformationMatrix local = input.localTransformations[i];
     if (i + 1 < n) {
       // The end's rotation moves nothing that the solve sees, so it keeps its own.

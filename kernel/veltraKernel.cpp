@@ -120,8 +120,7 @@ veltraKernelResult solve(const veltraKernelInput& input) {
   for (unsigned i = 0; i + 1 < n; ++i) {
     const HQuaternion bend(result.bend.angles[i], result.bend.axes[i]);
     const HQuaternion plane(result.plane.angles[i], result.plane.axes[i]);
-    result.solvedRotations[i] =
-        (plane * (bend * setup.restLocalTransformations[i].rotation()).normal()).normal();
+    result.solvedRotations[i] = (plane * (bend * setup.entries[i].restRotation).normal()).normal();
   }
   return result;
 }
@@ -136,16 +135,35 @@ veltraKernelPass noRotation(unsigned n) {
   return pass;
 }
 
-// Interior angle in degrees at every inner entry, 0 at both ends.
-HDoubleArray interiorAnglesDeg(const HPointArray& worldPositions) {
-  const unsigned n = worldPositions.length();
-  HDoubleArray angles(n, 0.0);
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    const HVector toParent = worldPositions[i - 1] - worldPositions[i];
-    const HVector toChild = worldPositions[i + 1] - worldPositions[i];
-    angles[i] = toParent.angle(toChild) * 180.0 / kPi;
+// Where the parent's origin lies in an entry's child space: the point that the
+// entry's local matrix carries onto the origin, x = -T x L^-1 for the upper
+// 3x3 block L, by Cramer's rule. False for a block too close to singular
+// (|det| at most 1e-14 times the product of its row lengths, as the host's
+// inverse tests), where the entry has no usable frame.
+bool parentInChildSpace(const HMatrix& local, HVector& parent) {
+  const double(&m)[4][4] = local.matrix;
+  const double c00 = m[1][1] * m[2][2] - m[1][2] * m[2][1];
+  const double c01 = m[1][2] * m[2][0] - m[1][0] * m[2][2];
+  const double c02 = m[1][0] * m[2][1] - m[1][1] * m[2][0];
+  const double det = m[0][0] * c00 + m[0][1] * c01 + m[0][2] * c02;
+  double rows = 1.0;
+  for (int r = 0; r < 3; ++r) {
+    rows *= std::sqrt(m[r][0] * m[r][0] + m[r][1] * m[r][1] + m[r][2] * m[r][2]);
   }
-  return angles;
+  if (!(std::fabs(det) > 1e-14 * rows)) {
+    return false;
+  }
+  // x L = -t: each coordinate is a determinant with one row of L replaced by -t.
+  const double t[3] = {-m[3][0], -m[3][1], -m[3][2]};
+  const double x0 = t[0] * c00 + t[1] * c01 + t[2] * c02;
+  const double x1 = m[0][0] * (t[1] * m[2][2] - t[2] * m[2][1]) +
+                    m[0][1] * (t[2] * m[2][0] - t[0] * m[2][2]) +
+                    m[0][2] * (t[0] * m[2][1] - t[1] * m[2][0]);
+  const double x2 = m[0][0] * (m[1][1] * t[2] - m[1][2] * t[1]) +
+                    m[0][1] * (m[1][2] * t[0] - m[1][0] * t[2]) +
+                    m[0][2] * (m[1][0] * t[1] - m[1][1] * t[0]);
+  parent = HVector(x0 / det, x1 / det, x2 / det);
+  return true;
 }
 
 }  // namespace
@@ -154,67 +172,73 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   veltraKernelSetup setup;
   const unsigned n = unsigned(input.localTransformations.size());
 
-  // The rest pose, and the world matrices, positions and rotation frames of
-  // the chain standing in it: every later stage measures from these.
-  setup.restLocalTransformations = input.localTransformations;
+  // The rest pose, and the matrices and positions of the chain standing in
+  // it: every later stage measures from these. Each entry's transformation is
+  // also kept in two parts around its rotation, for the trials.
   setup.rootParentWorldMatrix = input.rootParentWorldMatrix;
-  setup.restWorldMatrices.resize(n);
-  setup.restRotationFrames.resize(n);
-  setup.aheadOfRotation.resize(n);
-  setup.behindRotation.resize(n);
+  setup.entries.resize(n);
   setup.restWorldPositions.setLength(n);
+  HMatrix world = input.rootParentWorldMatrix;
   for (unsigned i = 0; i < n; ++i) {
-    HTransformationMatrix& local = setup.restLocalTransformations[i];
+    veltraKernelEntry& entry = setup.entries[i];
+    // The entry's own composition of its rest transformation, as the host
+    // composes it, not the product of the two parts below: rest positions
+    // then agree to the last bit with the host's world matrices, and a goal
+    // placed where the host says the end is lands on the same side of the
+    // solve's tolerances.
+    HTransformationMatrix local = input.localTransformations[i];
     if (i + 1 < n) {
-      // The end's rotation moves nothing that the solve sees.
+      // The end's rotation moves nothing that the solve sees, so it keeps its own.
       const double angles[3] = {input.restPose[i].x, input.restPose[i].y, input.restPose[i].z};
       local.setRotation(angles, local.rotationOrder());
     }
-    const HMatrix& parentWorld =
-        i == 0 ? input.rootParentWorldMatrix : setup.restWorldMatrices[i - 1];
-    setup.restWorldMatrices[i] = local.asMatrix() * parentWorld;
-    setup.restWorldPositions[i] = HPoint::origin * setup.restWorldMatrices[i];
-    setup.restRotationFrames[i] = veltraKernelRotationFrame{setup.restWorldMatrices[i].inverse(),
-                                                            local.rotateOrientation().asMatrix()};
-    // The same transformation in two parts, each composed by the host's own
-    // rule with the other part's components left out.
-    HTransformationMatrix ahead = local, behind = local;
-    const double noAngles[3] = {0.0, 0.0, 0.0}, unitScale[3] = {1.0, 1.0, 1.0};
-    ahead.setRotation(noAngles, local.rotationOrder());
-    ahead.setJointOrientation(HQuaternion());
-    ahead.setTranslation(HVector::zero, HSpace::kTransform);
-    behind.setScale(unitScale, HSpace::kTransform);
-    behind.setShear(noAngles, HSpace::kTransform);
-    behind.setRotateOrientation(HQuaternion());
-    setup.aheadOfRotation[i] = ahead.asMatrix();
-    setup.behindRotation[i] = behind.asMatrix();
+    entry.restRotation = local.rotation();
+    const HMatrix localMatrix = local.asMatrix();
+    entry.aheadOfRotation = local.asScaleMatrix();
+    const HQuaternion orientation = local.rotateOrientation();
+    const HMatrix orientationMatrix = orientation.asMatrix();
+    if (orientation != HQuaternion()) {
+      entry.aheadOfRotation = entry.aheadOfRotation * orientationMatrix;
+    }
+    HMatrix& behind = entry.behindRotation;
+    behind = (entry.restRotation * local.jointOrientation()).asMatrix();
+    const HVector t = local.translation(HSpace::kTransform);
+    behind(3, 0) = t.x;
+    behind(3, 1) = t.y;
+    behind(3, 2) = t.z;
+    world = localMatrix * world;
+    setup.restWorldPositions[i] = HPoint::origin * world;
+    if (i == 0) {
+      setup.rootWorldMatrix = world;
+      setup.rootFrame = veltraKernelRotationFrame{world.inverse(), orientationMatrix};
+    }
+
+    // An inner joint bends about child x parent bone, seen in its own
+    // rotation frame; parallel bones (straight or folded flat) give no axis.
+    // The child sits at its own translation in the entry's child space, and
+    // the rotate orientation turns both into the rotation frame.
+    HVector parent;
+    if (i > 0 && i + 1 < n && parentInChildSpace(localMatrix, parent)) {
+      const HVector toParent = parent * orientationMatrix;
+      const HVector toChild =
+          input.localTransformations[i + 1].translation(HSpace::kTransform) * orientationMatrix;
+      if (!toChild.isParallel(toParent, 1e-10)) {
+        entry.bendAxis = toChild ^ toParent;
+      }
+    }
   }
 
   // A bend of d degrees turns the interior angle a into a + d; the limits keep
   // it within [0, 180]: negative bends fold, positive ones straighten.
-  const HDoubleArray anglesDeg = interiorAnglesDeg(setup.restWorldPositions);
-  setup.lowerLimitsDeg = HDoubleArray(n, 0.0);
-  setup.upperLimitsDeg = HDoubleArray(n, 0.0);
+  const HPointArray& p = setup.restWorldPositions;
   for (unsigned i = 1; i + 1 < n; ++i) {
-    setup.lowerLimitsDeg[i] = -anglesDeg[i];
-    setup.upperLimitsDeg[i] = 180.0 - anglesDeg[i];
-  }
-
-  // Each inner joint bends about child x parent bone, seen in its own
-  // rotation frame; parallel bones (straight or folded flat) give no axis.
-  setup.bendAxes = HVectorArray(n, HVector::zero);
-  for (unsigned i = 1; i + 1 < n; ++i) {
-    const veltraKernelRotationFrame& frame = setup.restRotationFrames[i];
-    const HVector toParent(ikPositionInRotationFrame(setup.restWorldPositions[i - 1], frame));
-    const HVector toChild(ikPositionInRotationFrame(setup.restWorldPositions[i + 1], frame));
-    if (!toChild.isParallel(toParent, 1e-10)) {
-      setup.bendAxes[i] = toChild ^ toParent;
-    }
+    const double angleDeg = (p[i - 1] - p[i]).angle(p[i + 1] - p[i]) * 180.0 / kPi;
+    setup.entries[i].lowerLimitDeg = -angleDeg;
+    setup.entries[i].upperLimitDeg = 180.0 - angleDeg;
   }
 
   // Normalise by the smallest inner bias, so that the joint with the smallest
   // bias reaches its limit exactly at bend fraction 1 and the others earlier.
-  setup.biasRates = HDoubleArray(n, 0.0);
   double smallestBias = input.angleBias[1];
   for (unsigned i = 2; i + 1 < n; ++i) {
     if (smallestBias > input.angleBias[i]) {
@@ -224,10 +248,9 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   const bool scaled = std::fabs(smallestBias) > 1e-05;
   const double scale = scaled ? 1.0 / smallestBias : 1.0;
   for (unsigned i = 1; i + 1 < n; ++i) {
-    setup.biasRates[i] = scaled ? input.angleBias[i] * scale : input.angleBias[i];
+    setup.entries[i].biasRate = scaled ? input.angleBias[i] * scale : input.angleBias[i];
   }
 
-  const HPointArray& p = setup.restWorldPositions;
   setup.chainSpan = (p[n - 1] - p[0]).length();
   setup.handleDistance = (input.handleWorldPosition - p[0]).length();
   // The reach of the fully straightened chain: the bone lengths laid end to end.
@@ -236,7 +259,7 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
   }
 
   setup.worldToRootRotation =
-      HTransformationMatrix(setup.restWorldMatrices[0]).rotation().asMatrix().inverse();
+      HTransformationMatrix(setup.rootWorldMatrix).rotation().asMatrix().inverse();
   setup.planeNormal = ikJointPlaneNormal(setup);
   setup.poleAngleOffset = ikPoleVectorAngleOffset(input, setup, setup.planeNormal);
   return setup;

@@ -89,27 +89,36 @@ struct veltraKernelRotationFrame {
   HMatrix orientation;    // its rotate orientation
 };
 
-// What stays fixed during one solve, measured once from the rest pose.
-struct veltraKernelSetup {
-  std::vector<HTransformationMatrix> restLocalTransformations;  // rest rotation set
-  HMatrix rootParentWorldMatrix;                                // as in the input
-  std::vector<HMatrix> restWorldMatrices;                       // per entry
-  HPointArray restWorldPositions;                               // per entry
-  std::vector<veltraKernelRotationFrame> restRotationFrames;    // per entry
-  // Per entry, the rest transformation split where an added rotation acts:
-  // S x Sh x RA ahead of it, R x JO x T (rest R) behind it, so that a trial
-  // moves a point through an entry with two small products and a quaternion.
-  std::vector<HMatrix> aheadOfRotation;
-  std::vector<HMatrix> behindRotation;
-  // Per inner entry, the bend axis in its rotation frame (child x parent
+// What one chain entry keeps for every trial of a solve, together in one
+// place: a trial walks the entries in turn.
+struct veltraKernelEntry {
+  HQuaternion restRotation;  // its rest rotation R (the end keeps its own), unit length
+  // The rest transformation split where an added rotation acts: S x Sh x RA
+  // ahead of it, R x JO x T (rest R) behind it, so that a trial moves a point
+  // through the entry with two small products and a quaternion.
+  HMatrix aheadOfRotation;
+  HMatrix behindRotation;
+  // Inner entries: the bend axis in the rotation frame (child x parent
   // bone); the zero vector where the bones are parallel and no bend exists.
-  HVectorArray bendAxes;
-  HDoubleArray lowerLimitsDeg;  // per entry: minus the rest interior angle, 0 at the ends
-  HDoubleArray upperLimitsDeg;  // per entry: 180 minus the rest interior angle, 0 at the ends
-  // Per entry, the bias weight divided by the smallest inner one (raw when
-  // that is within 1e-5 of 0), so that the least biased joint reaches its
-  // limit at bend fraction 1.
-  HDoubleArray biasRates;
+  HVector bendAxis;
+  double lowerLimitDeg = 0.0;  // minus the rest interior angle; 0 at the ends
+  double upperLimitDeg = 0.0;  // 180 minus the rest interior angle; 0 at the ends
+  // The bias weight divided by the smallest inner one (raw when that is
+  // within 1e-5 of 0), so that the least biased joint reaches its limit at
+  // bend fraction 1; 0 at the ends.
+  double biasRate = 0.0;
+};
+
+// What stays fixed during one solve, measured once from the rest pose: the
+// scene stands in the rest pose while a solve runs, so every trial reuses it.
+struct veltraKernelSetup {
+  std::vector<veltraKernelEntry> entries;  // per chain entry, root first
+  HMatrix rootParentWorldMatrix;           // as in the input
+  HMatrix rootWorldMatrix;                 // the root's world matrix at rest
+  HPointArray restWorldPositions;          // per entry
+  // The root's rotation frame at rest; the plane stages and the aim measure
+  // in it (inner entries need only their bend axes).
+  veltraKernelRotationFrame rootFrame;
   double chainSpan = 0.0;       // world distance root to end at rest
   double handleDistance = 0.0;  // world distance root to handle
   double maxReach = 0.0;        // sum of the rest bone lengths; the fold reaches 0
@@ -213,9 +222,6 @@ double ikStretchScale(double handleDistance, double aimedDistance, double solved
 
 // ---- Chain geometry -------------------------------------------------------
 
-// World positions of the chain with the pass's rotations added to the rest
-// pose, root first (the root does not move).
-HPointArray ikSimulatedWorldPositions(const veltraKernelSetup& setup, const veltraKernelPass& pass);
 // The end of the chain with the rotations of entries 1 to n - 2 of the pass
 // added to the rest pose, as a point in the root's child space (the space
 // the root's local transformation maps into its parent's): what every trial
@@ -225,6 +231,19 @@ HVector ikEndBelowRoot(const veltraKernelSetup& setup, const veltraKernelPass& p
 // entry's rest transformation with a rotation (a unit quaternion) added.
 HVector ikThroughEntry(const veltraKernelSetup& setup, unsigned entry, const HQuaternion& added,
                        const HVector& point);
+// The same with the rotation added to inner entry i given by rotationOf(i)
+// (a unit quaternion), for the radial trials, which make their rotations as
+// they go instead of filling a pass.
+template <class RotationOf>
+HVector ikEndBelowRootWith(const veltraKernelSetup& setup, RotationOf rotationOf) {
+  const unsigned n = setup.restWorldPositions.length();
+  const HMatrix& end = setup.entries[n - 1].behindRotation;
+  HVector point(end(3, 0), end(3, 1), end(3, 2));
+  for (unsigned i = n - 2; i >= 1; --i) {
+    point = ikThroughEntry(setup, i, rotationOf(i), point);
+  }
+  return point;
+}
 // A world point in a rotation frame.
 inline HPoint ikPositionInRotationFrame(const HPoint& worldPoint,
                                         const veltraKernelRotationFrame& frame) {

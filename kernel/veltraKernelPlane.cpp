@@ -61,8 +61,7 @@ HVector ikJointPlaneNormal(const veltraKernelSetup& setup) {
   HPointArray rootFramePositions;
   rootFramePositions.setLength(n);
   for (unsigned i = 0; i < n; ++i) {
-    rootFramePositions[i] =
-        ikPositionInRotationFrame(setup.restWorldPositions[i], setup.restRotationFrames[0]);
+    rootFramePositions[i] = ikPositionInRotationFrame(setup.restWorldPositions[i], setup.rootFrame);
   }
 
   bool counted = false;
@@ -101,7 +100,7 @@ HVector ikJointPlaneNormal(const veltraKernelSetup& setup) {
 
 double ikPoleVectorAngleOffset(const veltraKernelInput& input, const veltraKernelSetup& setup,
                                const HVector& planeNormal) {
-  const veltraKernelRotationFrame& rootFrame = setup.restRotationFrames[0];
+  const veltraKernelRotationFrame& rootFrame = setup.rootFrame;
   const unsigned n = setup.restWorldPositions.length();
 
   // Root-to-end axis at rest, in the root's rotation frame.

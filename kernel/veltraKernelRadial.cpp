@@ -15,10 +15,32 @@ namespace veltraKernel {
 
 namespace {
 
+// The root does not turn in a trial, so its rest world matrix carries the
+// end into the world; the root stays at its own translation.
+double endReach(const veltraKernelSetup& setup, const HVector& endBelowRoot) {
+  const HPoint worldEnd = HPoint(endBelowRoot) * setup.rootWorldMatrix;
+  return (worldEnd - setup.restWorldPositions[0]).length();
+}
+
 // The bend pass of a fraction: entries 1 to n - 2 (a pass of another length
 // is first reset to n entries of no rotation).
 void radialBends(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
                  veltraKernelPass& trial);
+
+// The rotation (radians) of inner entry i for a fraction about its bend
+// axis; 0 where it has none.
+double radialBendAngle(const veltraKernelSetup& setup, unsigned i, double bendFraction,
+                       bool foldMode);
+
+// The world distance from the root to the end for a fraction: a trial of the
+// bisection, with each entry's rotation made where it is used.
+double radialReach(const veltraKernelSetup& setup, double bendFraction, bool foldMode) {
+  const HVector endBelowRoot = ikEndBelowRootWith(setup, [&](unsigned i) {
+    return HQuaternion(radialBendAngle(setup, i, bendFraction, foldMode),
+                       setup.entries[i].bendAxis);
+  });
+  return endReach(setup, endBelowRoot);
+}
 
 // One bisection of [lowerBound, upperBound] with the solve's stopping rules:
 // the best fraction, and whether any trial beat the rest pose.
@@ -34,10 +56,8 @@ RadialBisection solveRadialBisection(const veltraKernelSetup& setup, double lowe
   RadialBisection best{bendFraction, false};
   double bestError =
       setup.handleDistance - setup.chainSpan;  // the rest pose is the first candidate
-  veltraKernelPass trial;
-
   for (int k = 0; k < 100; ++k) {
-    const double reach = solveRadialIteration(setup, bendFraction, foldMode, trial);
+    const double reach = radialReach(setup, bendFraction, foldMode);
     const double error = setup.handleDistance - reach;
 
     // A trial replaces the best only if it is clearly better: smaller in
@@ -102,13 +122,12 @@ double solveRadial(const veltraKernelSetup& setup, veltraKernelPass& bend) {
   // sample. A chain with one inner joint always changes monotonically.
   constexpr int kSamples = 8;
   const unsigned n = setup.restWorldPositions.length();
-  veltraKernelPass sample;
   for (int round = 0; n > 3 && found.improved && round < 4; ++round) {
     const double foundFraction = found.fraction;
     bool earlier = false;
     for (int j = 1; j < kSamples && !earlier; ++j) {
       const double fraction = foundFraction * j / kSamples;
-      const double reach = solveRadialIteration(setup, fraction, foldMode, sample);
+      const double reach = radialReach(setup, fraction, foldMode);
       const double past = foldMode ? setup.handleDistance - reach : reach - setup.handleDistance;
       if (past > 1e-05) {
         const RadialBisection first =
@@ -134,10 +153,7 @@ double solveRadial(const veltraKernelSetup& setup, veltraKernelPass& bend) {
 double solveRadialIteration(const veltraKernelSetup& setup, double bendFraction, bool foldMode,
                             veltraKernelPass& trial) {
   radialBends(setup, bendFraction, foldMode, trial);
-  // The root does not turn in a trial, so its rest world matrix carries the
-  // end into the world; the root stays at its own translation.
-  const HPoint worldEnd = HPoint(ikEndBelowRoot(setup, trial)) * setup.restWorldMatrices[0];
-  return (worldEnd - setup.restWorldPositions[0]).length();
+  return endReach(setup, ikEndBelowRoot(setup, trial));
 }
 
 namespace {
@@ -151,37 +167,39 @@ void radialBends(const veltraKernelSetup& setup, double bendFraction, bool foldM
   }
 
   for (unsigned i = 1; i + 1 < n; ++i) {
-    double fraction = bendFraction * setup.biasRates[i];
-    if (fraction < 0) {
-      fraction = 0;
-    }
-    if (fraction > 1.0) {
-      fraction = 1.0;
-    }
-    double bendDeg = (foldMode ? setup.lowerLimitsDeg[i] : setup.upperLimitsDeg[i]) * fraction;
-    // Keep every interior angle within [0, 180].
-    if (setup.lowerLimitsDeg[i] > bendDeg) {
-      bendDeg = setup.lowerLimitsDeg[i];
-    }
-    if (bendDeg > setup.upperLimitsDeg[i]) {
-      bendDeg = setup.upperLimitsDeg[i];
-    }
-
-    if (setup.bendAxes[i] == HVector::zero) {
-      // Straight or fully folded at rest: no bend axis, so the joint stays.
-      trial.axes[i] = HVector::xAxis;
-      trial.angles[i] = 0.0;
-    } else {
-      // A positive turn about child x parent swings the child bone towards
-      // the parent bone and folds the joint, so a fold (negative bend) is a
-      // positive rotation and a straightening bend a negative one.
-      trial.axes[i] = setup.bendAxes[i];
-      trial.angles[i] = std::fabs(bendDeg) * kPi / 180.0;
-      if (bendDeg > 0) {
-        trial.angles[i] = -trial.angles[i];
-      }
-    }
+    // Straight or fully folded at rest: no bend axis, so the joint stays.
+    const HVector& axis = setup.entries[i].bendAxis;
+    trial.axes[i] = axis != HVector::zero ? axis : HVector::xAxis;
+    trial.angles[i] = radialBendAngle(setup, i, bendFraction, foldMode);
   }
+}
+
+double radialBendAngle(const veltraKernelSetup& setup, unsigned i, double bendFraction,
+                       bool foldMode) {
+  const veltraKernelEntry& entry = setup.entries[i];
+  if (entry.bendAxis == HVector::zero) {
+    return 0.0;
+  }
+  double fraction = bendFraction * entry.biasRate;
+  if (fraction < 0) {
+    fraction = 0;
+  }
+  if (fraction > 1.0) {
+    fraction = 1.0;
+  }
+  double bendDeg = (foldMode ? entry.lowerLimitDeg : entry.upperLimitDeg) * fraction;
+  // Keep every interior angle within [0, 180].
+  if (entry.lowerLimitDeg > bendDeg) {
+    bendDeg = entry.lowerLimitDeg;
+  }
+  if (bendDeg > entry.upperLimitDeg) {
+    bendDeg = entry.upperLimitDeg;
+  }
+  // A positive turn about child x parent swings the child bone towards the
+  // parent bone and folds the joint, so a fold (negative bend) is a positive
+  // rotation and a straightening bend a negative one.
+  const double angle = std::fabs(bendDeg) * kPi / 180.0;
+  return bendDeg > 0 ? -angle : angle;
 }
 
 }  // namespace

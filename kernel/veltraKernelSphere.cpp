@@ -13,7 +13,7 @@ void solveSphere(const veltraKernelInput& input, const veltraKernelSetup& setup,
   // The bent end and the handle in the root's rotation frame, as directions
   // from the root. The root is not turned yet, so the bent end's place below
   // the root only needs the rotate orientation to enter that frame.
-  const veltraKernelRotationFrame& rootFrame = setup.restRotationFrames[0];
+  const veltraKernelRotationFrame& rootFrame = setup.rootFrame;
   const HVector endDirection = endBelowRoot * rootFrame.orientation;
   const HVector handleDirection(ikPositionInRotationFrame(input.handleWorldPosition, rootFrame));
 

@@ -222,20 +222,26 @@ HStatus ikAngleBiasSet(const HDagPathArray& joints, const HDagPath& handle,
 
 HStatus ikAngleBias(const HDagPathArray& joints, const HDagPath& handle, HDoubleArray& weights,
                     HDGModifier* modifier) {
-  if (!attributeExists(handle, kAngleBiasName)) {
+  // Every solve comes here: the ramp is looked up once by reading it, and
+  // only a missing one (the first solve) is created and read again.
+  HFloatArray positions;
+  HFloatArray values;
+  HIntArray interpolations;
+  const unsigned count = innerCount(joints);
+  positions.setLength(count);
+  values.setLength(count);
+  interpolations.setLength(count);
+  HStatus result = getRampAttr(handle, kAngleBiasName, positions, values, interpolations);
+  if (result != HStatus::kSuccess && !attributeExists(handle, kAngleBiasName)) {
     const HStatus created = ikAngleBiasCreate(joints, handle, modifier);
     if (created != HStatus::kSuccess) {
       created.perror("veltra::ikAngleBias() - ikAngleBiasCreate() failed.");
       return created;
     }
+    // A failed read is returned, but the weights are still computed so they
+    // are always finite; the caller discards them on failure.
+    result = ikAngleBiasGet(joints, handle, positions, values, interpolations);
   }
-
-  HFloatArray positions;
-  HFloatArray values;
-  HIntArray interpolations;
-  // A failed read is returned, but the weights are still computed so they are
-  // always finite; the caller discards them on failure.
-  const HStatus result = ikAngleBiasGet(joints, handle, positions, values, interpolations);
 
   const unsigned n = joints.length();
   const unsigned inner = innerCount(joints);

@@ -37,15 +37,14 @@ CheckedRestPoses& checkedRestPoses() {
   return checked;
 }
 
-// FNV-1a over the bits of every angle: any edit of a preferred angle, or a
-// chain of another length, gives another key.
+// The bits of every angle mixed a whole word at a time (a multiply and a
+// shift each, as in FNV with 64-bit digits): any edit of a preferred angle,
+// or a chain of another length, gives another key. It runs on every solve.
 std::uint64_t restPoseKey(const HVectorArray& restPose) {
   std::uint64_t key = 1469598103934665603ull;
   auto mix = [&key](std::uint64_t word) {
-    for (int byte = 0; byte < 8; ++byte) {
-      key ^= (word >> (8 * byte)) & 0xffu;
-      key *= 1099511628211ull;
-    }
+    key = (key ^ word) * 1099511628211ull;
+    key ^= key >> 29;
   };
   mix(restPose.length());
   for (unsigned i = 0; i < restPose.length(); ++i) {

@@ -75,12 +75,15 @@ HStatus ikRestPoseCreate(const HDagPathArray& joints, const HDagPath& handle,
 
 HStatus ikRestPose(const HDagPathArray& joints, const HDagPath& handle, HVectorArray& restPose,
                    HDGModifier* modifier) {
-  if (!ikRestPoseExists(handle)) {
-    const HStatus created = ikRestPoseCreate(joints, handle, modifier);
-    if (created != HStatus::kSuccess) {
-      created.perror("veltra::ikRestPose() - ikRestPoseCreate() failed.");
-      return created;
-    }
+  // Every solve comes here: the marker is looked up once, and once more only
+  // on the first solve, after it is created.
+  if (ikRestPoseExists(handle)) {
+    return ikPrefAngles(joints, restPose);
+  }
+  const HStatus created = ikRestPoseCreate(joints, handle, modifier);
+  if (created != HStatus::kSuccess) {
+    created.perror("veltra::ikRestPose() - ikRestPoseCreate() failed.");
+    return created;
   }
   return ikRestPoseGet(joints, handle, restPose);
 }
@@ -122,12 +125,21 @@ HStatus ikRestPoleVectorCreate(const HDagPath& handle, HDGModifier* modifier) {
 }
 
 HStatus ikRestPoleVector(const HDagPath& handle, HVector& restPoleVector, HDGModifier* modifier) {
-  if (!attributeExists(handle, restPoleVectorName())) {
-    const HStatus created = ikRestPoleVectorCreate(handle, modifier);
-    if (created != HStatus::kSuccess) {
-      created.perror("veltra::ikRestPoleVector() - ikRestPoleVectorCreate() failed.");
-      return created;
-    }
+  // Every solve comes here: reading looks the attribute up, and only a
+  // missing one (the first solve) is created and read again.
+  HVector stored = restPoleVector;
+  if (getCompAttr(handle, restPoleVectorName(), stored) == HStatus::kSuccess) {
+    restPoleVector = stored;
+    return HStatus(HStatus::kSuccess);
+  }
+  if (attributeExists(handle, restPoleVectorName())) {
+    // There, but not a readable three-double value: the read's failure stands.
+    return ikRestPoleVectorGet(handle, restPoleVector);
+  }
+  const HStatus created = ikRestPoleVectorCreate(handle, modifier);
+  if (created != HStatus::kSuccess) {
+    created.perror("veltra::ikRestPoleVector() - ikRestPoleVectorCreate() failed.");
+    return created;
   }
   return ikRestPoleVectorGet(handle, restPoleVector);
 }

@@ -128,7 +128,8 @@ MUTATIONS = [
      "if (std::fabs(x - whole) >= 0.5)", "if (std::fabs(x - whole) >= 1.0)"),
     # The solver.
     ("twist-sign", "kernel/veltraKernelTwist.cpp",
-     "rotation = HQuaternion(fTwist, axis);", "rotation = HQuaternion(-fTwist, axis);"),
+     "return HQuaternion(input.twist, solved.rootToEndAxis);",
+     "return HQuaternion(-input.twist, solved.rootToEndAxis);"),
     ("bisection-tolerance-loose", "kernel/veltraKernelRadial.cpp",
      "if (std::fabs(error) < 1e-05) {", "if (std::fabs(error) < 1e-02) {"),
 ]

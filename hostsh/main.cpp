@@ -39,7 +39,8 @@ void printUsage(std::ostream& out) {
          "\n"
          "Exit status: 0 when every command succeeded, 1 when one failed, 2 for bad usage.\n"
          "Plug-ins named without a path are searched as NAME.so in HOST_PLUGIN_PATH\n"
-         "(folders separated by ':'), then in the build's plug-in folder.\n"
+         "(folders separated by ':'), then in the host's plug-in folder\n"
+         "(lib/host/plugins of an installed tree; the library folder of a build).\n"
          "\n"
          "Commands:\n";
   for (const HString& name : hostdetail::commandNames()) {

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
 # build tool, GoogleTest/GoogleMock, Google Benchmark, oneTBB, clang-format, valgrind, for hostpy
-# Debian's Python 3 with its headers, pybind11, NumPy and pytest, and for the viewport
-# cpp-httplib, nlohmann-json, node, npm and chromium, and tinygltf for the glTF export. When everything is
-# there it only looks (no network, well under a second). When something is missing it installs it
-# as root, or otherwise names the missing Debian packages and fails.
+# Debian's Python 3 with its headers, pybind11, NumPy and pytest, for the viewport cpp-httplib,
+# nlohmann-json, node, npm and chromium, tinygltf for the glTF export, and for the Debian package
+# dpkg-dev and file. When everything is there it only looks (no network, well under a second).
+# When something is missing it installs it as root, or otherwise names the missing Debian packages
+# and fails.
 set -euo pipefail
 
 missing=()
@@ -56,6 +57,10 @@ need_pkg nlohmann-json3-dev
 need_tool node nodejs
 need_tool npm npm
 need_tool chromium chromium
+# cpack -G DEB works out the package's dependencies with dpkg-shlibdeps, finding the
+# programs and libraries with file.
+need_tool dpkg-shlibdeps dpkg-dev
+need_tool file file
 
 if [[ ${#missing[@]} -eq 0 ]]; then
   exit 0

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The main job: builds the host, the plug-in and hostsh, then has hostsh load the plug-in and
-# solve an example scene.
+# The main job: builds the host libraries, the plug-in and hostsh (nothing else), then has hostsh
+# load the plug-in and solve an example scene.
 #   scripts/run.sh [SCENE [MORE HOSTSH ARGUMENTS...]]   (default scene: examples/leg.hsa)
 #   BUILD_DIR   build folder (default: build), relative to the repository root
 set -euo pipefail
@@ -21,9 +21,11 @@ build=${BUILD_DIR:-build}
 if [[ ! -f $build/CMakeCache.txt && -z ${CMAKE_GENERATOR:-} ]] && ! command -v make >/dev/null; then
   export CMAKE_GENERATOR=Ninja
 fi
-# Same options as scripts/test.sh so that both share one build folder without rebuilding.
+# Same options as scripts/test.sh so that both share one build folder without rebuilding. Only
+# what runs here is built (the host libraries, the plug-in, hostsh and what it links); the tests
+# and benchmarks wait for scripts/test.sh.
 cmake -S . -B "$build" -DVELTRA_WERROR=ON
-cmake --build "$build" -j"$(nproc)"
+cmake --build "$build" -j"$(nproc)" --target hostsh veltra
 
 hostsh=$build/bin/hostsh
 plugin=$build/lib/veltra.so

@@ -11,7 +11,9 @@ class HPluginManager {
   using HEntryFunction = HStatus (*)(HObject);
 
   // pathOrName: a path to a shared library, or a name searched as NAME.so in
-  // HOST_PLUGIN_PATH (colon-separated), then the build's plug-in folder.
+  // HOST_PLUGIN_PATH (colon-separated), then the installed host's plug-in
+  // folder (lib/host/plugins beside the host libraries), then, when the host
+  // runs from its build folder, the build's plug-in folder.
   // Opens it, checks HApiVersion, calls initializePlugin. A failed load leaves
   // the host as it was, apart from what the plug-in registered itself.
   // Returns the plug-in's name (the file name without .so).

@@ -2,7 +2,11 @@
 
 #include <pybind11/embed.h>
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <iostream>
+#include <string>
 
 #include "commands/CommandEngine.h"
 #include "PythonCommand.h"
@@ -16,15 +20,35 @@ namespace {
 
 bool gStarted = false;
 
+// The package installed with hostsh, found from where hostsh lies so that a
+// moved tree uses its own; "" when there is none (hostsh runs from a build).
+std::string installedPackagePath() {
+  char exe[4096] = {0};
+  const ssize_t got = readlink("/proc/self/exe", exe, sizeof exe - 1);
+  if (got <= 0)
+    return "";
+  const std::string path(exe, size_t(got));
+  char* resolved = realpath((path.substr(0, path.rfind('/') + 1) + HOSTPY_INSTALL_PATH).c_str(),
+                            nullptr);
+  if (resolved == nullptr)
+    return "";
+  const std::string folder(resolved);
+  std::free(resolved);
+  return folder;
+}
+
 bool startInterpreter() {
   if (Py_IsInitialized())
     return true;
   try {
     py::initialize_interpreter();
     gStarted = true;
-    // The build's package comes after PYTHONPATH, so an installed or
-    // explicitly chosen hostpy wins.
-    py::module_::import("sys").attr("path").attr("append")(HOSTPY_BUILD_PATH);
+    // PYTHONPATH comes first, so an explicitly chosen hostpy wins; then the
+    // package installed beside this hostsh, or else the build's (an installed
+    // hostsh never looks into the folders of the machine that built it).
+    const std::string installed = installedPackagePath();
+    py::module_::import("sys").attr("path").attr("append")(
+        installed.empty() ? std::string(HOSTPY_BUILD_PATH) : installed);
     // Typed code (the python command) finds the commands ready, as in the
     // script editors of animation hosts.
     py::exec("import hostpy\nfrom hostpy import cmds\n");

@@ -32,6 +32,9 @@
 #ifndef VELTRA_PLUGIN_DIR
 #define VELTRA_PLUGIN_DIR ""
 #endif
+#ifndef HOST_PLUGIN_SUBDIR
+#define HOST_PLUGIN_SUBDIR "host/plugins"
+#endif
 
 using namespace hostdetail;
 
@@ -80,7 +83,28 @@ std::string canonical(const std::string& path) {
   return out;
 }
 
-// The folders searched for a plug-in given by name.
+bool isFolder(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+// The folder of the host library holding this code, as the loader found it:
+// an installed tree keeps its plug-ins beside its libraries, so it finds them
+// wherever the tree was moved to.
+std::string hostLibraryFolder() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<const void*>(&hostLibraryFolder), &info) == 0 ||
+      info.dli_fname == nullptr)
+    return "";
+  const std::string path = canonical(info.dli_fname);
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+// The folders searched for a plug-in given by name: HOST_PLUGIN_PATH, then
+// the installed tree's plug-in folder, then the build's library folder when
+// the host libraries run from the build (never from an installed copy, which
+// must not depend on the machine that built it).
 std::vector<std::string> searchFolders() {
   std::vector<std::string> folders;
   if (const char* path = std::getenv("HOST_PLUGIN_PATH")) {
@@ -95,7 +119,14 @@ std::vector<std::string> searchFolders() {
       start = colon + 1;
     }
   }
-  if (std::strlen(VELTRA_PLUGIN_DIR) > 0)
+  const std::string libraryFolder = hostLibraryFolder();
+  if (!libraryFolder.empty()) {
+    const std::string installed = libraryFolder + "/" HOST_PLUGIN_SUBDIR;
+    if (isFolder(installed))
+      folders.push_back(installed);
+  }
+  if (std::strlen(VELTRA_PLUGIN_DIR) > 0 &&
+      (libraryFolder.empty() || canonical(VELTRA_PLUGIN_DIR) == libraryFolder))
     folders.push_back(VELTRA_PLUGIN_DIR);
   return folders;
 }

@@ -45,6 +45,23 @@ std::string formatFloat(double value) {
   return std::string(buffer, result.ptr);
 }
 
+std::string formatRounded(double value, int digits) {
+  if (!std::isfinite(value))
+    return "0";
+  char buffer[400];  // the largest double has 309 digits before the point
+  std::snprintf(buffer, sizeof buffer, "%.*f", digits, value);
+  std::string text(buffer);
+  if (text.find('.') != std::string::npos) {
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.')
+      text.pop_back();
+  }
+  // A small negative value rounds to "-0", which means nothing to a reader.
+  if (text == "-0")
+    text = "0";
+  return text;
+}
+
 namespace {
 
 // The shape of a decimal number: [+-]digits[.digits][(e|E)[+-]digits], with
@@ -321,7 +338,7 @@ bool rawString(const HPlug& plug, std::string& value) {
   return true;
 }
 
-std::string formatLeafValue(const Attribute* leaf, double value, bool asString) {
+std::string formatLeafValue(const Attribute* leaf, double value, bool asString, int precision) {
   if (leaf->kind == AttrKind::kEnum) {
     if (asString) {
       for (auto& field : leaf->enumFields) {
@@ -332,17 +349,18 @@ std::string formatLeafValue(const Attribute* leaf, double value, bool asString) 
     return std::to_string(int(value));
   }
   if (isAngleAttribute(leaf))
-    return formatDegrees(value);
+    return precision >= 0 ? formatRounded(radiansToDegrees(value), precision)
+                          : formatDegrees(value);
   switch (leaf->numericType) {
     case HFnNumericData::kFloat:
     case HFnNumericData::k2Float:
     case HFnNumericData::k3Float:
-      return formatFloat(value);
+      return precision >= 0 ? formatRounded(value, precision) : formatFloat(value);
     case HFnNumericData::kDouble:
     case HFnNumericData::k2Double:
     case HFnNumericData::k3Double:
     case HFnNumericData::k4Double:
-      return formatDouble(value);
+      return precision >= 0 ? formatRounded(value, precision) : formatDouble(value);
     default:
       // Bools and integers are stored as whole numbers.
       return formatDouble(value);
@@ -589,6 +607,20 @@ std::string Command::flagWord(const char* name, unsigned index) const {
   if (fParser->getFlagArgument(name, index, number).statusCode() == HStatus::kSuccess)
     return formatDouble(number);
   return std::string();
+}
+
+bool Command::precisionFlag(int& digits) {
+  digits = -1;
+  if (!flag("-pre"))
+    return true;
+  const std::string word = flagWord("-pre");
+  if (!parseInt(word, digits) || digits < 0 || digits > kMaxPrecision) {
+    digits = -1;
+    failure("-precision takes the number of places after the point, 0 to " +
+            std::to_string(kMaxPrecision) + ", not '" + word + "'");
+    return false;
+  }
+  return true;
 }
 
 bool Command::flagNumbers(const char* name, double out[3], bool degrees) {

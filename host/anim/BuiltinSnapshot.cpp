@@ -1,6 +1,6 @@
-// The built-in command snapshot: a picture of the scene as an SVG file.
+// The built-in command snapshot: a picture of the scene as an SVG or PNG file.
 //
-//   snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT]
+//   snapshot -o FILE.svg|FILE.png [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT]
 //   snapshot -record
 //   snapshot -clear
 //
@@ -12,11 +12,15 @@
 // and act in the order clear, draw, record, so `snapshot -o f.svg -ghost
 // -record` draws the earlier poses and then adds the current one.
 //
-// The result is the file written (nothing without -o). Not undoable: it
+// The file's extension picks the format (.svg or .png, any case); a PNG is
+// the SVG drawing rendered at its size in pixels. The result is the file
+// written (nothing without -o). Not undoable: it
 // changes no scene state, and the ghost list is a drawing aid, not part of
 // the scene.
 
+#include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <string>
 
@@ -27,6 +31,33 @@
 namespace hostdetail {
 namespace builtin {
 namespace {
+
+enum class Format { kSvg, kPng, kUnknown };
+
+Format formatOf(const std::string& path) {
+  const size_t dot = path.find_last_of('.');
+  const size_t slash = path.find_last_of('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+    return Format::kUnknown;
+  std::string extension = path.substr(dot + 1);
+  for (char& c : extension)
+    c = char(std::tolower(static_cast<unsigned char>(c)));
+  return extension == "svg" ? Format::kSvg : extension == "png" ? Format::kPng : Format::kUnknown;
+}
+
+// Writes through a file beside the target and renames it into place, so
+// that a failed write leaves whatever was there before.
+bool writeWhole(const std::string& path, const std::string& bytes) {
+  const std::string partial = path + ".partial";
+  std::ofstream file(partial, std::ios::binary | std::ios::trunc);
+  if (file)
+    file.write(bytes.data(), std::streamsize(bytes.size()));
+  file.close();
+  if (file && std::rename(partial.c_str(), path.c_str()) == 0)
+    return true;
+  std::remove(partial.c_str());
+  return false;
+}
 
 class SnapshotCommand : public Command {
  public:
@@ -50,18 +81,23 @@ class SnapshotCommand : public Command {
       return failure("Unexpected argument '" + arg(0) + "'");
     const bool draw = flag("-o");
     if (!draw && !flag("-r") && !flag("-c"))
-      return failure("Nothing to do: give -o FILE.svg, -record or -clear");
+      return failure("Nothing to do: give -o FILE.svg (or .png), -record or -clear");
     for (const char* drawingFlag : {"-v", "-g", "-w", "-t"}) {
       if (flag(drawingFlag) && !draw)
-        return failure(std::string(drawingFlag) + " needs -o FILE.svg");
+        return failure(std::string(drawingFlag) + " needs -o FILE.svg (or .png)");
     }
 
     snapshot::Options options;
     std::string path;
+    Format format = Format::kUnknown;
     if (draw) {
       path = flagWord("-o");
       if (path.empty())
         return failure("-o needs a file name");
+      format = formatOf(path);
+      if (format == Format::kUnknown)
+        return failure("Cannot write '" + path +
+                       "': snapshot writes .svg or .png files; give one of those extensions");
       if (flag("-v") && !snapshot::parseView(flagWord("-v"), options.view))
         return failure("Unknown view '" + flagWord("-v") + "' (front, side or top)");
       if (flag("-w")) {
@@ -80,12 +116,14 @@ class SnapshotCommand : public Command {
     if (flag("-c"))
       snapshot::clearPoses();
     if (draw) {
-      const std::string svg = snapshot::renderSvg(options);
-      std::ofstream file(path, std::ios::binary | std::ios::trunc);
-      if (file)
-        file.write(svg.data(), std::streamsize(svg.size()));
-      file.close();
-      if (!file)
+      std::string bytes = snapshot::renderSvg(options);
+      if (format == Format::kPng) {
+        std::string png, error;
+        if (!snapshot::svgToPng(bytes, png, error))
+          return failure("Could not make '" + path + "': " + error);
+        bytes.swap(png);
+      }
+      if (!writeWhole(path, bytes))
         return failure("Could not write '" + path + "'");
       setResult(HString(path));
     }
@@ -97,7 +135,8 @@ class SnapshotCommand : public Command {
 
 const BuiltinCommand kSnapshot(
     "snapshot", newCommand<SnapshotCommand>, SnapshotCommand::newSyntax,
-    "snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT] [-record] "
+    "snapshot -o FILE.svg|FILE.png [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT] "
+    "[-record] "
     "[-clear]  (-record keeps the current pose for -ghost pictures; -clear forgets them)");
 
 }  // namespace

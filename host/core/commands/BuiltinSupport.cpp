@@ -239,18 +239,25 @@ HObject nodeByName(const std::string& name, std::string& error) {
   return node;
 }
 
+std::vector<std::string> attributeNames(const HObject& node, bool shortNamesToo) {
+  HFnDependencyNode fn(node);
+  std::vector<std::string> names;
+  for (unsigned i = 0; i < fn.attributeCount(); ++i) {
+    HFnAttribute attribute(fn.attribute(i));
+    names.push_back(attribute.name().asStdString());
+    if (shortNamesToo)
+      names.push_back(attribute.shortName().asStdString());
+  }
+  return names;
+}
+
 namespace {
 
 // The attribute name in a plug path ("ramp[2].ramp_Position") that the node
 // does not have, with a suggestion from the names it does have.
 std::string attributeSuggestion(const HObject& node, const std::string& path) {
   HFnDependencyNode fn(node);
-  std::vector<std::string> names;
-  for (unsigned i = 0; i < fn.attributeCount(); ++i) {
-    HFnAttribute attribute(fn.attribute(i));
-    names.push_back(attribute.name().asStdString());
-    names.push_back(attribute.shortName().asStdString());
-  }
+  const std::vector<std::string> names = attributeNames(node, true);
   size_t start = 0;
   while (start < path.size()) {
     size_t end = path.find('.', start);

@@ -78,6 +78,9 @@ HObject nodeByName(const std::string& name, std::string& error);
 // A plug "node.attr[2].child"; the message names the word and says what is
 // wrong (no node, no attribute, malformed index).
 HPlug plugByName(const std::string& name, std::string& error);
+// The node's attributes, static and dynamic, children of compounds too, by
+// long name, each followed by its short name when asked.
+std::vector<std::string> attributeNames(const HObject& node, bool shortNamesToo);
 // Nodes matching a name, |path or wildcard pattern, in creation order.
 std::vector<HObject> nodesMatching(const std::string& pattern);
 // The node's type, or one of its ancestor types, is typeName.

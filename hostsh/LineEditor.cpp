@@ -1,0 +1,84 @@
+// libedit's readline interface, driven by the command engine's completion.
+
+#include "LineEditor.h"
+
+#include <editline/readline.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "commands/Complete.h"
+
+namespace {
+
+// readline asks for matches one by one through a plain function, so the
+// candidates of the completion in progress live here.
+std::vector<std::string> gCandidates;
+
+char* nextCandidate(const char* /*text*/, int state) {
+  static size_t next = 0;
+  if (state == 0)
+    next = 0;
+  if (next >= gCandidates.size())
+    return nullptr;
+  // readline frees what it is given.
+  return strdup(gCandidates[next++].c_str());
+}
+
+char** completeWord(const char* text, int /*start*/, int end) {
+  const std::string line(rl_line_buffer ? rl_line_buffer : "");
+  hostdetail::Completion completion = hostdetail::completeAt(line, size_t(end));
+  // Paths fall through to libedit's own file name completion.
+  rl_attempted_completion_over = completion.path ? 0 : 1;
+  if (completion.path || completion.candidates.empty())
+    return nullptr;
+  rl_completion_append_character = completion.wholeWord ? ' ' : '\0';
+  gCandidates = std::move(completion.candidates);
+  return rl_completion_matches(text, nextCandidate);
+}
+
+bool isBlank(const std::string& line) {
+  return line.find_first_not_of(" \t") == std::string::npos;
+}
+
+}  // namespace
+
+LineEditor::LineEditor() {
+  // Lets ~/.editrc hold settings for hostsh alone ("hostsh:bind -v").
+  rl_readline_name = "hostsh";
+  rl_attempted_completion_function = completeWord;
+  // libedit splits words with the basic set, readline with the other.
+  static char breaks[] = " \t\n;";
+  static_assert(sizeof breaks == sizeof(" \t\n;"), "the same breaks as the completion's");
+  rl_basic_word_break_characters = breaks;
+  rl_completer_word_break_characters = breaks;
+  using_history();
+  stifle_history(kHistoryLength);
+  if (const char* home = std::getenv("HOME"); home && *home) {
+    fHistoryPath = std::string(home) + "/.hostsh_history";
+    read_history(fHistoryPath.c_str());
+  }
+}
+
+bool LineEditor::readLine(const char* prompt, std::string& line) {
+  char* text = readline(prompt);
+  if (!text)
+    return false;
+  line = text;
+  std::free(text);
+  if (isBlank(line))
+    return true;
+  const HIST_ENTRY* last =
+      history_length > 0 ? history_get(history_base + history_length - 1) : nullptr;
+  if (last && last->line && line == last->line)
+    return true;
+  add_history(line.c_str());
+  if (!fHistoryPath.empty() && write_history(fHistoryPath.c_str()) != 0 && !fWarned) {
+    std::cerr << "Warning: cannot save the prompt's history in " << fHistoryPath << '\n';
+    fWarned = true;
+  }
+  return true;
+}

@@ -50,11 +50,11 @@ LineEditor::LineEditor() {
   // Lets ~/.editrc hold settings for hostsh alone ("hostsh:bind -v").
   rl_readline_name = "hostsh";
   rl_attempted_completion_function = completeWord;
-  // libedit splits words with the basic set, readline with the other.
-  static char breaks[] = " \t\n;";
-  static_assert(sizeof breaks == sizeof(" \t\n;"), "the same breaks as the completion's");
-  rl_basic_word_break_characters = breaks;
-  rl_completer_word_break_characters = breaks;
+  // The editor must cut words where completeAt does. libedit reads the basic
+  // set, GNU readline the other; both keep the pointer.
+  static std::string breaks = hostdetail::kCompletionWordBreaks;
+  rl_basic_word_break_characters = breaks.c_str();
+  rl_completer_word_break_characters = &breaks[0];
   using_history();
   stifle_history(kHistoryLength);
   if (const char* home = std::getenv("HOME"); home && *home) {

@@ -50,8 +50,12 @@ check() {  # check NAME [-x] TEXT: the screen shows TEXT
   fi
 }
 
+# hostsh's exit status lands in $dir/status when it leaves (a sanitized
+# build's leak report at exit shows there too).
 start() {
-  tmux_ new-session -d -s prompt -x 120 -y 40 "cd '$dir' && HOME='$dir' '$hostsh'"
+  rm -f "$dir/status"
+  tmux_ new-session -d -s prompt -x 120 -y 40 \
+    "cd '$dir' && HOME='$dir' '$hostsh'; echo \$? >'$dir/status'"
   wait_for "hostsh> "
 }
 
@@ -66,6 +70,11 @@ wait_gone() {
     fi
     sleep 0.1
   done
+  if [[ $(cat "$dir/status" 2>/dev/null) != 0 ]]; then
+    echo "FAIL: hostsh left with status $(cat "$dir/status" 2>/dev/null)"
+    failures=$((failures + 1))
+    return 1
+  fi
   passes=$((passes + 1))
 }
 

@@ -4,6 +4,7 @@
 
 #include <editline/readline.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -40,6 +41,26 @@ char** completeWord(const char* text, int /*start*/, int end) {
   return rl_completion_matches(text, nextCandidate);
 }
 
+volatile std::sig_atomic_t gInterrupted = 0;
+
+void onInterrupt(int) {
+  gInterrupted = 1;
+}
+
+// Ctrl-C while a line is being typed drops the line, as in a shell; while a
+// command runs it stops hostsh as before.
+struct InterruptDropsLine {
+  InterruptDropsLine() {
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = 0;  // no restart: the editor's read must return
+    sigaction(SIGINT, &action, &fPrevious);
+  }
+  ~InterruptDropsLine() { sigaction(SIGINT, &fPrevious, nullptr); }
+  struct sigaction fPrevious {};
+};
+
 bool isBlank(const std::string& line) {
   return line.find_first_not_of(" \t") == std::string::npos;
 }
@@ -64,7 +85,17 @@ LineEditor::LineEditor() {
 }
 
 bool LineEditor::readLine(const char* prompt, std::string& line) {
-  char* text = readline(prompt);
+  char* text = nullptr;
+  {
+    InterruptDropsLine interrupts;
+    while (true) {
+      gInterrupted = 0;
+      text = readline(prompt);
+      if (text || !gInterrupted)
+        break;
+      std::cout << "^C" << std::endl;
+    }
+  }
   if (!text)
     return false;
   line = text;

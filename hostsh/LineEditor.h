@@ -14,7 +14,8 @@ class LineEditor {
   LineEditor& operator=(const LineEditor&) = delete;
 
   // Shows the prompt and reads one line, editing keys and history at hand.
-  // False at the end of input (Ctrl-D on an empty line). A line that is not
+  // Ctrl-C drops the line typed so far and prompts again. False at the end
+  // of input (Ctrl-D on an empty line). A line that is not
   // blank and not the same as the one before goes into the history, which
   // is saved at once, so that a session that is killed keeps it too.
   bool readLine(const char* prompt, std::string& line);

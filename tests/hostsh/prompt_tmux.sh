@@ -2,7 +2,7 @@
 # The interactive prompt as a person meets it: hostsh runs in a detached tmux
 # pane with a HOME of its own; keys are sent and the screen is read back.
 # Checks history across sessions (up arrow), completion of commands, node
-# names, attribute names and flags, and the did-you-mean line.
+# names, attribute names and flags, the did-you-mean line and Ctrl-C.
 #   prompt_tmux.sh HOSTSH
 set -euo pipefail
 hostsh=$(realpath "$1")
@@ -110,6 +110,13 @@ tmux_ send-keys -t prompt C-u "xform -q -t -precis" Tab "2 elbow" Enter
 check "completes a flag" "hostsh> xform -q -t -precision 2 elbow"
 tmux_ send-keys -t prompt "mvoe 1 2 3" Enter
 check "suggests the command meant" "Error: Unknown command 'mvoe'. Did you mean 'move'?"
+# Ctrl-C drops the line being typed; the session goes on.
+tmux_ send-keys -t prompt "print dropped" C-c "print kept" Enter
+check "goes on after Ctrl-C" -x "kept"
+if screen | grep -qxF "dropped"; then
+  echo "FAIL: Ctrl-C ran the line"
+  failures=$((failures + 1))
+fi
 tmux_ send-keys -t prompt "quit" Enter
 wait_gone && echo "ok: quit leaves"
 

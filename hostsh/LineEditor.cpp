@@ -32,11 +32,11 @@ char* nextCandidate(const char* /*text*/, int state) {
 char** completeWord(const char* text, int /*start*/, int end) {
   const std::string line(rl_line_buffer ? rl_line_buffer : "");
   hostdetail::Completion completion = hostdetail::completeAt(line, size_t(end));
-  // Paths fall through to libedit's own file name completion.
-  rl_attempted_completion_over = completion.path ? 0 : 1;
-  if (completion.path || completion.candidates.empty())
-    return nullptr;
+  // Never libedit's own file name completion: completeAt knows where paths go.
+  rl_attempted_completion_over = 1;
   rl_completion_append_character = completion.wholeWord ? ' ' : '\0';
+  if (completion.candidates.empty())
+    return nullptr;
   gCandidates = std::move(completion.candidates);
   return rl_completion_matches(text, nextCandidate);
 }

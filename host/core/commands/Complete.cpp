@@ -1,10 +1,11 @@
-// Completion at the prompt, from the command table, the commands' syntax
-// and the scene.
+// Completion at the prompt, from the command table, the commands' syntax,
+// the scene and the file system.
 
 #include "Complete.h"
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 
 #include "BuiltinSupport.h"
 #include "CommandRegistry.h"
@@ -103,6 +104,24 @@ bool isPathWord(const std::vector<std::string>& words) {
          (command == "snapshot" && (previous == "-o" || previous == "-output"));
 }
 
+// The entries of the word's folder (the working folder for a bare name)
+// whose names begin with the rest of the word, folders with a '/' after
+// them. Hidden entries only when a '.' is typed.
+void addPaths(std::vector<std::string>& out, const std::string& word) {
+  const std::size_t slash = word.rfind('/');
+  const std::string folder = slash == std::string::npos ? std::string() : word.substr(0, slash + 1);
+  const std::string prefix = word.substr(folder.size());
+  std::error_code error;
+  namespace fs = std::filesystem;
+  for (fs::directory_iterator it(folder.empty() ? "." : folder, error), end; !error && it != end;
+       it.increment(error)) {
+    const std::string name = it->path().filename().string();
+    if (!startsWith(name, prefix) || (name[0] == '.' && !startsWith(prefix, ".")))
+      continue;
+    out.push_back(folder + name + (it->is_directory(error) ? "/" : ""));
+  }
+}
+
 }  // namespace
 
 Completion completeAt(const std::string& line, std::size_t cursor) {
@@ -119,7 +138,7 @@ Completion completeAt(const std::string& line, std::size_t cursor) {
     addMatching(out.candidates, names, word);
     out.wholeWord = true;
   } else if (isPathWord(words)) {
-    out.path = true;
+    addPaths(out.candidates, word);
   } else if (words.front() == "help") {
     addMatching(out.candidates, commandWords(), word);
     out.wholeWord = true;

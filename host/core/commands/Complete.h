@@ -1,8 +1,9 @@
 #pragma once
 // Completion of the word being typed at the prompt: command names first on a
 // command, flags of that command after a dash, attribute long names after
-// "node.", node names elsewhere. The prompt's line editor asks; the answer
-// depends only on the text and the scene, so it is tested without a terminal.
+// "node.", file and folder names where a path goes, node names elsewhere.
+// The prompt's line editor asks; the answer depends only on the text, the
+// scene and the files, so it is tested without a terminal.
 
 #include <cstddef>
 #include <string>
@@ -16,11 +17,9 @@ struct Completion {
   std::size_t start = 0;
   // Whole words that begin with what is typed, sorted, without duplicates.
   std::vector<std::string> candidates;
-  // The word is a file path (source, file, snapshot -o...): the caller
-  // completes it from the file system instead.
-  bool path = false;
   // A finished candidate is a whole word (a command, a flag): a blank may
-  // follow. Node names may go on with ".attribute", so they are left open.
+  // follow. Node names may go on with ".attribute" and folders (which end
+  // in '/') with a file name, so they and paths are left open.
   bool wholeWord = false;
 };
 

@@ -59,17 +59,40 @@ TEST_F(CompleteTest, OffersCommandsFlagsNodesAndAttributesByPlace) {
     if (!c.candidates.empty()) {
       EXPECT_EQ(got.start, c.start) << c.line;
     }
-    EXPECT_FALSE(got.path) << c.line;
   }
   // Commands and flags are whole words; a node name may go on with ".attr".
   EXPECT_TRUE(hostdetail::completeAt("crea", 4).wholeWord);
   EXPECT_FALSE(hostdetail::completeAt("select sh", 9).wholeWord);
 }
 
-TEST_F(CompleteTest, FilePathsAreLeftToTheFileSystem) {
-  for (const char* line : {"source sc", "file -open sc", "snapshot -o pic", "print ./da"})
-    EXPECT_TRUE(hostdetail::completeAt(line, std::string(line).size()).path) << line;
-  EXPECT_FALSE(hostdetail::completeAt("snapshot -w 4", 13).path);
+TEST_F(CompleteTest, PathsAreCompletedFromTheFileSystem) {
+  char pattern[] = "/tmp/completeTestXXXXXX";
+  ASSERT_NE(mkdtemp(pattern), nullptr);
+  const std::string dir = pattern;
+  ASSERT_EQ(std::system(("mkdir '" + dir + "/scenes' && touch '" + dir + "/scenes/leg.hsa' '" +
+                         dir + "/scenes/.hidden' '" + dir + "/scene.hsa' '" + dir + "/pic.png'")
+                            .c_str()),
+            0);
+  const std::string d = dir + "/";
+  const struct {
+    std::string line;
+    Words candidates;
+  } cases[] = {
+      // Folders end in '/', so that the next Tab goes into them.
+      {"source " + d + "sc", {d + "scene.hsa", d + "scenes/"}},
+      {"file -open " + d + "scenes/", {d + "scenes/leg.hsa"}},
+      {"file -open " + d + "scenes/.", {d + "scenes/.hidden"}},
+      {"snapshot -o " + d + "p", {d + "pic.png"}},
+      {"print " + d + "pi", {d + "pic.png"}},  // a word with a slash
+      {"source " + d + "none", {}},
+      {"snapshot -w " + d + "p", {d + "pic.png"}},
+  };
+  for (const auto& c : cases) {
+    const hostdetail::Completion got = hostdetail::completeAt(c.line, c.line.size());
+    EXPECT_EQ(got.candidates, c.candidates) << c.line;
+    EXPECT_FALSE(got.wholeWord) << c.line;
+  }
+  std::system(("rm -rf '" + dir + "'").c_str());
 }
 
 }  // namespace

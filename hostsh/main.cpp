@@ -11,6 +11,7 @@
 
 #include "Embed.h"
 #include "HIkSystem.h"
+#include "LineEditor.h"
 #include "commands/CommandEngine.h"
 #include "commands/CommandRegistry.h"
 #ifdef HOSTSH_VIEWER
@@ -68,12 +69,10 @@ bool isExitLine(const std::string& line) {
 int runInteractive() {
   std::cout << "hostsh " << HOSTSH_VERSION
             << ". Type 'help' for the commands, 'help COMMAND' for one, 'exit' to leave.\n";
+  LineEditor editor;
   std::string line;
   int lineNumber = 0;
-  while (true) {
-    std::cout << "hostsh> " << std::flush;
-    if (!std::getline(std::cin, line))
-      break;
+  while (editor.readLine("hostsh> ", line)) {
     if (isExitLine(line))
       return kExitSuccess;
     ++lineNumber;

@@ -2,7 +2,8 @@
 # Makes sure this Debian machine has what the build needs: a C++17 compiler, CMake with CTest, a
 # build tool, GoogleTest/GoogleMock, Google Benchmark, oneTBB, clang-format, valgrind, for hostpy
 # Debian's Python 3 with its headers, pybind11, NumPy and pytest, for the viewport cpp-httplib,
-# nlohmann-json, node, npm and chromium, tinygltf for the glTF export, and for the Debian package
+# nlohmann-json, node, npm and chromium, tinygltf for the glTF export, libedit for the prompt,
+# librsvg and cairo for PNG pictures, tmux for the prompt's test, and for the Debian package
 # dpkg-dev and file. When everything is there it only looks (no network, well under a second).
 # When something is missing it installs it as root, or otherwise names the missing Debian packages
 # and fails.
@@ -61,6 +62,13 @@ need_tool chromium chromium
 # programs and libraries with file.
 need_tool dpkg-shlibdeps dpkg-dev
 need_tool file file
+# hostsh's prompt: line editing, history and completion through libedit's readline interface.
+need_pkg libedit-dev
+# snapshot -o FILE.png renders the SVG drawing with librsvg onto a cairo surface.
+need_pkg librsvg2-dev
+need_pkg libcairo2-dev
+# The prompt test drives an interactive hostsh in a tmux pane.
+need_tool tmux tmux
 
 if [[ ${#missing[@]} -eq 0 ]]; then
   exit 0

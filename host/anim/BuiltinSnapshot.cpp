@@ -1,6 +1,6 @@
-// The built-in command snapshot: a picture of the scene as an SVG file.
+// The built-in command snapshot: a picture of the scene as an SVG or PNG file.
 //
-//   snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT]
+//   snapshot -o FILE.svg|FILE.png [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT]
 //   snapshot -record
 //   snapshot -clear
 //   snapshot -o FILE.svg -time START:END [-by STEP] [view and picture flags]
@@ -18,11 +18,15 @@
 // and act in the order clear, draw, record, so `snapshot -o f.svg -ghost
 // -record` draws the earlier poses and then adds the current one.
 //
-// The result is the file written (nothing without -o). Not undoable: it
+// The file's extension picks the format (.svg or .png, any case); a PNG is
+// the SVG drawing rendered at its size in pixels. The result is the file
+// written (nothing without -o). Not undoable: it
 // changes no scene state, and the ghost list is a drawing aid, not part of
 // the scene.
 
+#include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <string>
 
@@ -31,10 +35,24 @@
 #include "Snapshot.h"
 #include "commands/BuiltinSupport.h"
 #include "commands/CommandRegistry.h"
+#include "files/Export.h"
 
 namespace hostdetail {
 namespace builtin {
 namespace {
+
+enum class Format { kSvg, kPng, kUnknown };
+
+Format formatOf(const std::string& path) {
+  const size_t dot = path.find_last_of('.');
+  const size_t slash = path.find_last_of('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+    return Format::kUnknown;
+  std::string extension = path.substr(dot + 1);
+  for (char& c : extension)
+    c = char(std::tolower(static_cast<unsigned char>(c)));
+  return extension == "svg" ? Format::kSvg : extension == "png" ? Format::kPng : Format::kUnknown;
+}
 
 class SnapshotCommand : public Command {
  public:
@@ -60,18 +78,23 @@ class SnapshotCommand : public Command {
       return failure("Unexpected argument '" + arg(0) + "'");
     const bool draw = flag("-o");
     if (!draw && !flag("-r") && !flag("-c"))
-      return failure("Nothing to do: give -o FILE.svg, -record or -clear");
+      return failure("Nothing to do: give -o FILE.svg (or .png), -record or -clear");
     for (const char* drawingFlag : {"-v", "-g", "-w", "-t", "-tm", "-by"}) {
       if (flag(drawingFlag) && !draw)
-        return failure(std::string(drawingFlag) + " needs -o FILE.svg");
+        return failure(std::string(drawingFlag) + " needs -o FILE.svg (or .png)");
     }
 
     snapshot::Options options;
     std::string path;
+    Format format = Format::kUnknown;
     if (draw) {
       path = flagWord("-o");
       if (path.empty())
         return failure("-o needs a file name");
+      format = formatOf(path);
+      if (format == Format::kUnknown)
+        return failure("Cannot write '" + path +
+                       "': snapshot writes .svg or .png files; give one of those extensions");
       if (flag("-v") && !snapshot::parseView(flagWord("-v"), options.view))
         return failure("Unknown view '" + flagWord("-v") + "' (front, side or top)");
       if (flag("-w")) {
@@ -120,15 +143,19 @@ class SnapshotCommand : public Command {
       setTimeAndEvaluate(now);
     }
     if (draw) {
-      const std::string svg = snapshot::renderSvg(options);
-      std::ofstream file(path, std::ios::binary | std::ios::trunc);
-      if (file)
-        file.write(svg.data(), std::streamsize(svg.size()));
-      file.close();
+      std::string bytes = snapshot::renderSvg(options);
       if (!frames.empty())
         snapshot::putPoses(std::move(recorded));
-      if (!file)
-        return failure("Could not write '" + path + "'");
+      if (format == Format::kPng) {
+        std::string png, error;
+        if (!snapshot::svgToPng(bytes, png, error))
+          return failure("Could not make '" + path + "': " + error);
+        bytes.swap(png);
+      }
+      // A failed write leaves whatever was there before.
+      const HStatus written = hostdetail::replaceFile(path, bytes);
+      if (!written)
+        return failure(written.errorString().asStdString());
       setResult(HString(path));
     }
     if (flag("-r"))
@@ -139,9 +166,9 @@ class SnapshotCommand : public Command {
 
 const BuiltinCommand kSnapshot(
     "snapshot", newCommand<SnapshotCommand>, SnapshotCommand::newSyntax,
-    "snapshot -o FILE.svg [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT] [-record] "
-    "[-clear] [-time START:END [-by STEP]]  (-record keeps the current pose for -ghost pictures; "
-    "-clear forgets them; -time draws an onion skin of the range)");
+    "snapshot -o FILE.svg|FILE.png [-view front|side|top] [-ghost] [-w WIDTH] [-title TEXT] "
+    "[-record] [-clear] [-time START:END [-by STEP]]  (-record keeps the current pose for -ghost "
+    "pictures; -clear forgets them; -time draws an onion skin of the range)");
 
 }  // namespace
 }  // namespace builtin

@@ -52,6 +52,9 @@ struct Options {
 // The SVG text of the current scene. Reads the scene only; does not
 // evaluate IK (the caller does that first when it wants solved poses).
 std::string renderSvg(const Options& options);
+// The picture of an SVG drawing as PNG bytes, at the drawing's own size in
+// pixels; false with a reason when it cannot be rendered.
+bool svgToPng(const std::string& svg, std::string& png, std::string& error);
 
 // Ghost poses. recordPose appends the world positions of every joint,
 // effector and IK handle as they are now; the list keeps the newest

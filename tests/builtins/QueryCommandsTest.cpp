@@ -1,5 +1,5 @@
 // Selection, listing, naming and queries: select, ls, rename, createNode
-// names, getAttr's lock and size, listAttr, distance.
+// names, getAttr's lock and size, -precision, listAttr, distance.
 
 #include "BuiltinsFixture.h"
 
@@ -72,6 +72,39 @@ TEST_F(BuiltinsTest, GetAttrReportsLocksSizesAndWholeArrays) {
   fails("setAttr store.ramp[5].ramp_Position 0.2");
   run("setAttr store.ramp[2].ramp_Position 0.2");
   EXPECT_EQ(run("listAttr -ud store"), (Words{"ramp", "ramp_Position", "ramp_Value"}));
+}
+
+TEST_F(BuiltinsTest, PrecisionRoundsQueriesForReadingAndRefusesNonsense) {
+  run("createNode joint -n j; setAttr j.translate 1.23456 -0.0004 2.5");
+  run("setAttr j.rotate 10.33333 0 -90; setAttr j.radius 0.125");
+  run("addAttr -ln count -at long j; setAttr j.count 7; addAttr -ln weight -at float j");
+  run("setAttr j.weight 0.1");
+  const struct {
+    const char* query;
+    Words expected;
+  } cases[] = {
+      // Without the flag every digit stays, so that the text reads back exactly.
+      {"getAttr j.rotate", {"10.33333", "0", "-90"}},
+      // Places after the point, trailing zeros dropped and no "-0".
+      {"getAttr -precision 3 j.translate", {"1.235", "0", "2.5"}},
+      {"getAttr -pre 1 j.rotate", {"10.3", "0", "-90"}},
+      {"getAttr -pre 0 j.radius", {"0"}},
+      {"getAttr -pre 2 j.weight", {"0.1"}},
+      // Whole numbers and enums have nothing to round.
+      {"getAttr -pre 0 j.count", {"7"}},
+      {"getAttr -pre 2 -as j.rotateOrder", {"xyz"}},
+      {"xform -q -t -precision 2 j", {"1.23", "0", "2.5"}},
+      {"xform -q -ws -ro -pre 0 j", {"10", "0", "-90"}},
+      {"xform -q -pre 4 -t -ro j", {"1.2346", "-0.0004", "2.5", "10.3333", "0", "-90"}},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(run(c.query), c.expected) << c.query;
+
+  for (const char* bad : {"getAttr -pre -1 j.translate", "getAttr -pre 18 j.translate",
+                          "xform -q -t -pre 99 j", "xform -q -t -pre 1.5 j"})
+    EXPECT_NE(fails(bad).find("-pre"), std::string::npos) << bad;
+  EXPECT_NE(fails("xform -t 1 2 3 -pre 2 j").find("goes with -q"), std::string::npos);
+  EXPECT_EQ(run("xform -q -t j"), (Words{"1.23456", "-4e-04", "2.5"}));
 }
 
 TEST_F(BuiltinsTest, DeleteAttrTakesValuesAndConnectionsAndUndoBringsThemBack) {

@@ -49,11 +49,14 @@ class HostshBinaryTest : public ::testing::Test {
     return collect(shellQuoted(binaryDir() + "/bin/hostsh") + " " + arguments + " <stdin.txt");
   }
 
-  // Runs a shell command in the test's folder.
+  // Runs a shell command in the test's folder, which is also its HOME, so
+  // that the prompt's history file lands there.
   ShellRun collect(const std::string& command) {
     ShellRun run;
     const int status =
-        std::system(("cd " + shellQuoted(fDir) + " && " + command + " >out.txt 2>err.txt").c_str());
+        std::system(("cd " + shellQuoted(fDir) + " && export HOME=" + shellQuoted(fDir) + " && " +
+                     command + " >out.txt 2>err.txt")
+                        .c_str());
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     std::ifstream out(fDir + "/out.txt"), err(fDir + "/err.txt");
     std::stringstream outText, errText;
@@ -189,7 +192,8 @@ TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
   EXPECT_NE(run.out.find("hostsh> "), std::string::npos) << run.out;
   const size_t error = run.out.find("Error: Unknown command 'nosuch'.");
   ASSERT_NE(error, std::string::npos) << run.out;
-  EXPECT_NE(run.out.find("hostsh> after", error), std::string::npos) << run.out;
+  // The printed line, not the echo of the typed one.
+  EXPECT_NE(run.out.find("\nafter", error), std::string::npos) << run.out;
   // A banner with the version and how to get help comes before the first
   // prompt (the terminal echoes the typed lines first).
   EXPECT_LT(run.out.find("hostsh 1."), run.out.find("hostsh> ")) << run.out;
@@ -202,8 +206,8 @@ TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
                                   " /dev/null <typed.txt");
     EXPECT_EQ(left.exitCode, 0) << word;
     // The terminal echoes what was typed as it arrives, before or after the
-    // prompt: "before" comes once as typed and once printed, "later" at most
-    // as typed.
+    // prompt, and the line editor echoes what it reads: "before" comes as
+    // typed and once printed, "later" at most as typed.
     const auto count = [&](const std::string& text) {
       size_t n = 0;
       for (size_t at = left.out.find(text); at != std::string::npos;
@@ -211,7 +215,7 @@ TEST_F(HostshBinaryTest, ThePromptReportsErrorsAndGoesOn) {
         ++n;
       return n;
     };
-    EXPECT_EQ(count("before"), 2u) << left.out;
+    EXPECT_GE(count("before"), 2u) << left.out;
     EXPECT_LE(count("later"), 1u) << left.out;
   }
 }

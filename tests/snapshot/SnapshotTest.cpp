@@ -2,6 +2,7 @@
 // back and their marks compared with an orthographic projection of the
 // scene's world positions computed here.
 
+#include <cairo.h>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -364,17 +365,60 @@ TEST_F(SnapshotTest, SameSceneSameBytesAndTitlesAreEscaped) {
   EXPECT_EQ(doc.find("text", "title")[0]->text, "leg <1> & \"knee\" 'bend' \xC2\xB0");
 }
 
+// Reads a PNG back through cairo, a decoder independent of the writer's path.
+struct Png {
+  explicit Png(const std::string& path)
+      : surface(cairo_image_surface_create_from_png(path.c_str())) {}
+  ~Png() { cairo_surface_destroy(surface); }
+  bool ok() const { return cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS; }
+  int width() const { return cairo_image_surface_get_width(surface); }
+  int height() const { return cairo_image_surface_get_height(surface); }
+  uint32_t pixel(double x, double y) const {
+    const unsigned char* row =
+        cairo_image_surface_get_data(surface) + int(y) * cairo_image_surface_get_stride(surface);
+    return reinterpret_cast<const uint32_t*>(row)[int(x)];
+  }
+  cairo_surface_t* surface;
+};
+
+TEST_F(SnapshotTest, PngIsTheSameDrawingRenderedAtItsSize) {
+  buildChain();
+  const Document doc = drawn("-w 400 -view side");
+  const std::string path = fDir + "/p.PNG";
+  EXPECT_EQ(run("snapshot -w 400 -view side -o " + path), path);
+  std::ifstream in(path, std::ios::binary);
+  std::string magic(8, '\0');
+  in.read(&magic[0], 8);
+  EXPECT_EQ(magic, "\x89PNG\r\n\x1a\n");
+  const Png png(path);
+  ASSERT_TRUE(png.ok());
+  EXPECT_EQ(png.width(), 400);
+  EXPECT_EQ(png.height(), int(std::ceil(doc.elements[0].number("height"))));
+  // Each joint's circle outline is drawn over the background of the corner.
+  const uint32_t background = png.pixel(1, 1);
+  ASSERT_EQ(doc.find("circle", "joint").size(), 4u);
+  for (const Element* joint : doc.find("circle", "joint"))
+    EXPECT_NE(png.pixel(joint->number("cx") + joint->number("r"), joint->number("cy")), background)
+        << joint->attr("data-name");
+}
+
 TEST_F(SnapshotTest, RefusesRequestsItCannotCarryOut) {
   buildChain();
   const std::string path = fDir + "/no.svg";
   for (const std::string& flags : std::vector<std::string>{
            "", "-ghost", "-view top", "-o " + path + " -view diagonal", "-o " + path + " -w 10",
-           "-o " + path + " -w wide", "-o " + path + " extra", "-o " + fDir + "/missing/d.svg"}) {
+           "-o " + path + " -w wide", "-o " + path + " extra", "-o " + fDir + "/missing/d.svg",
+           "-o " + fDir + "/p.jpg", "-o " + fDir + "/p", "-o " + fDir + "/p.svg.bak",
+           "-o " + fDir + "/missing/d.png"}) {
     EXPECT_TRUE(refused("snapshot " + flags)) << flags;
     EXPECT_NE(fErrors.str().find("snapshot"), std::string::npos) << flags;
     fErrors.str("");
   }
   EXPECT_NE(access(path.c_str(), F_OK), 0);
+  EXPECT_TRUE(refused("snapshot -o " + fDir + "/p.tif"));
+  EXPECT_NE(fErrors.str().find(".svg or .png"), std::string::npos);
+  // Nothing is left behind by the refusals, not even a partial file.
+  EXPECT_EQ(std::system(("test -z \"$(ls -A '" + fDir + "')\"").c_str()), 0);
 }
 
 }  // namespace

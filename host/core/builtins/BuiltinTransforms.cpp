@@ -208,11 +208,12 @@ class RotateCommand : public Command {
 };
 
 // ---------------------------------------------------------------------------
-// xform [-q] [-ws|-os] [-r] [-t X Y Z] [-ro X Y Z] NAME
+// xform [-q] [-ws|-os] [-r] [-t X Y Z] [-ro X Y Z] [-precision N] NAME
 //
 // Queries give three results each: -t the translation (world position with
 // -ws), -ro the rotation in degrees in the node's rotate order (of the world
-// matrix with -ws).
+// matrix with -ws). They keep every digit unless -precision N rounds them to
+// N places after the point for reading.
 
 class XformCommand : public Command {
  public:
@@ -226,6 +227,7 @@ class XformCommand : public Command {
     // the numbers are read by position below (see splitWords).
     syntax.addFlag("-t", "-translation");
     syntax.addFlag("-ro", "-rotation");
+    syntax.addFlag("-pre", "-precision", HSyntax::kLong);
     syntax.setMinMaxArgs(1, 0);
     return syntax;
   }
@@ -248,6 +250,8 @@ class XformCommand : public Command {
     HObject node = nodes[0];
     if (flag("-q"))
       return query(node);
+    if (flag("-pre"))
+      return failure("-precision goes with -q: it rounds what a query prints");
     if (!flag("-t") && !flag("-ro"))
       return failure("Nothing to do: give -t or -ro");
     double values[3];
@@ -291,6 +295,10 @@ class XformCommand : public Command {
         numbers = &fTranslate;
       else if (!quoted && (word == "-ro" || word == "-rotation"))
         numbers = &fRotate;
+      if (!quoted && (word == "-pre" || word == "-precision")) {
+        ++i;  // its number is not a node name
+        continue;
+      }
       if (numbers && !query) {
         if (i + 3 >= fArgs.length()) {
           error = word + " takes three numbers X Y Z";
@@ -312,6 +320,9 @@ class XformCommand : public Command {
   HStatus query(const HObject& node) {
     if (!flag("-t") && !flag("-ro"))
       return failure("Query what? Give -t or -ro");
+    int precision = -1;
+    if (!precisionFlag(precision))
+      return HStatus::kFailure;
     clearResult();
     Node* n = nodeOf(node);
     if (flag("-t")) {
@@ -322,18 +333,18 @@ class XformCommand : public Command {
       } else {
         t = HFnTransform(node).translation(HSpace::kTransform);
       }
-      appendToResult(HString(formatDouble(t.x)));
-      appendToResult(HString(formatDouble(t.y)));
-      appendToResult(HString(formatDouble(t.z)));
+      for (double value : {t.x, t.y, t.z})
+        appendToResult(
+            HString(precision >= 0 ? formatRounded(value, precision) : formatDouble(value)));
     }
     if (flag("-ro")) {
       HFnTransform fn(node);
       HEulerRotation r = fn.transformation().eulerRotation();
       if (flag("-ws"))
         r = HEulerRotation::decompose(worldMatrix(n), r.order);
-      appendToResult(HString(formatDegrees(r.x)));
-      appendToResult(HString(formatDegrees(r.y)));
-      appendToResult(HString(formatDegrees(r.z)));
+      for (double angle : {r.x, r.y, r.z})
+        appendToResult(HString(precision >= 0 ? formatRounded(radiansToDegrees(angle), precision)
+                                              : formatDegrees(angle)));
     }
     return HStatus::kSuccess;
   }
@@ -377,7 +388,7 @@ const BuiltinCommand kMove("move", newCommand<MoveCommand>, MoveCommand::newSynt
 const BuiltinCommand kRotate("rotate", newCommand<RotateCommand>, RotateCommand::newSyntax,
                              "rotate [-r] X Y Z [NAMES...] (degrees)");
 const BuiltinCommand kXform("xform", newCommand<XformCommand>, XformCommand::newSyntax,
-                            "xform [-q] [-ws|-os] [-r] [-t X Y Z] [-ro X Y Z] NAME");
+                            "xform [-q] [-ws|-os] [-r] [-t X Y Z] [-ro X Y Z] [-precision N] NAME");
 
 }  // namespace
 }  // namespace builtin

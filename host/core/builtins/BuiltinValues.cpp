@@ -139,12 +139,14 @@ class SetAttrCommand : public Command {
 };
 
 // ---------------------------------------------------------------------------
-// getAttr [-l] [-size] [-as] PLUG
+// getAttr [-l] [-size] [-as] [-precision N] PLUG
 //
 // Every value is one result: a compound gives the values of its leaves in
 // the order of its children (hostsh prints a result of numbers on one line,
 // space-separated), an array plug the values of all its elements in index
 // order. Angles are in degrees, enums numbers (names with -asString).
+// Numbers keep every digit, so that they read back exactly; -precision N
+// rounds floats, doubles and angles to N places after the point.
 
 class GetAttrCommand : public Command {
  public:
@@ -153,6 +155,7 @@ class GetAttrCommand : public Command {
     syntax.addFlag("-l", "-lock");
     syntax.addFlag("-s", "-size");
     syntax.addFlag("-as", "-asString");
+    syntax.addFlag("-pre", "-precision", HSyntax::kLong);
     syntax.addArg(HSyntax::kString);
     return syntax;
   }
@@ -162,6 +165,9 @@ class GetAttrCommand : public Command {
       return HStatus::kFailure;
     if (argCount() != 1)
       return failure("Expected one plug");
+    int precision = -1;
+    if (!precisionFlag(precision))
+      return HStatus::kFailure;
     std::string error;
     HPlug plug = plugByName(arg(0), error);
     if (plug.isNull())
@@ -204,7 +210,7 @@ class GetAttrCommand : public Command {
         if (status.statusCode() != HStatus::kSuccess)
           return failure("Cannot read '" + plugText(leaf) +
                          "': " + status.errorString().asStdString());
-        appendToResult(HString(formatLeafValue(def, value, flag("-as"))));
+        appendToResult(HString(formatLeafValue(def, value, flag("-as"), precision)));
       }
     }
     return HStatus::kSuccess;
@@ -316,7 +322,7 @@ class DisconnectAttrCommand : public Command {
 const BuiltinCommand kSetAttr("setAttr", newCommand<SetAttrCommand>, SetAttrCommand::newSyntax,
                               "setAttr [-l on|off] [-type string] PLUG [VALUE...]");
 const BuiltinCommand kGetAttr("getAttr", newCommand<GetAttrCommand>, GetAttrCommand::newSyntax,
-                              "getAttr [-l] [-size] [-asString] PLUG");
+                              "getAttr [-l] [-size] [-asString] [-precision N] PLUG");
 const BuiltinCommand kConnectAttr("connectAttr", newCommand<ConnectAttrCommand>,
                                   ConnectAttrCommand::newSyntax, "connectAttr [-f] SOURCE DEST");
 const BuiltinCommand kDisconnectAttr("disconnectAttr", newCommand<DisconnectAttrCommand>,

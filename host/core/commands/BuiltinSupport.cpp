@@ -45,6 +45,23 @@ std::string formatFloat(double value) {
   return std::string(buffer, result.ptr);
 }
 
+std::string formatRounded(double value, int digits) {
+  if (!std::isfinite(value))
+    return "0";
+  char buffer[400];  // the largest double has 309 digits before the point
+  std::snprintf(buffer, sizeof buffer, "%.*f", digits, value);
+  std::string text(buffer);
+  if (text.find('.') != std::string::npos) {
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.')
+      text.pop_back();
+  }
+  // A small negative value rounds to "-0", which means nothing to a reader.
+  if (text == "-0")
+    text = "0";
+  return text;
+}
+
 namespace {
 
 // The shape of a decimal number: [+-]digits[.digits][(e|E)[+-]digits], with
@@ -222,18 +239,25 @@ HObject nodeByName(const std::string& name, std::string& error) {
   return node;
 }
 
+std::vector<std::string> attributeNames(const HObject& node, bool shortNamesToo) {
+  HFnDependencyNode fn(node);
+  std::vector<std::string> names;
+  for (unsigned i = 0; i < fn.attributeCount(); ++i) {
+    HFnAttribute attribute(fn.attribute(i));
+    names.push_back(attribute.name().asStdString());
+    if (shortNamesToo)
+      names.push_back(attribute.shortName().asStdString());
+  }
+  return names;
+}
+
 namespace {
 
 // The attribute name in a plug path ("ramp[2].ramp_Position") that the node
 // does not have, with a suggestion from the names it does have.
 std::string attributeSuggestion(const HObject& node, const std::string& path) {
   HFnDependencyNode fn(node);
-  std::vector<std::string> names;
-  for (unsigned i = 0; i < fn.attributeCount(); ++i) {
-    HFnAttribute attribute(fn.attribute(i));
-    names.push_back(attribute.name().asStdString());
-    names.push_back(attribute.shortName().asStdString());
-  }
+  const std::vector<std::string> names = attributeNames(node, true);
   size_t start = 0;
   while (start < path.size()) {
     size_t end = path.find('.', start);
@@ -321,7 +345,7 @@ bool rawString(const HPlug& plug, std::string& value) {
   return true;
 }
 
-std::string formatLeafValue(const Attribute* leaf, double value, bool asString) {
+std::string formatLeafValue(const Attribute* leaf, double value, bool asString, int precision) {
   if (leaf->kind == AttrKind::kEnum) {
     if (asString) {
       for (auto& field : leaf->enumFields) {
@@ -332,17 +356,18 @@ std::string formatLeafValue(const Attribute* leaf, double value, bool asString) 
     return std::to_string(int(value));
   }
   if (isAngleAttribute(leaf))
-    return formatDegrees(value);
+    return precision >= 0 ? formatRounded(radiansToDegrees(value), precision)
+                          : formatDegrees(value);
   switch (leaf->numericType) {
     case HFnNumericData::kFloat:
     case HFnNumericData::k2Float:
     case HFnNumericData::k3Float:
-      return formatFloat(value);
+      return precision >= 0 ? formatRounded(value, precision) : formatFloat(value);
     case HFnNumericData::kDouble:
     case HFnNumericData::k2Double:
     case HFnNumericData::k3Double:
     case HFnNumericData::k4Double:
-      return formatDouble(value);
+      return precision >= 0 ? formatRounded(value, precision) : formatDouble(value);
     default:
       // Bools and integers are stored as whole numbers.
       return formatDouble(value);
@@ -589,6 +614,20 @@ std::string Command::flagWord(const char* name, unsigned index) const {
   if (fParser->getFlagArgument(name, index, number).statusCode() == HStatus::kSuccess)
     return formatDouble(number);
   return std::string();
+}
+
+bool Command::precisionFlag(int& digits) {
+  digits = -1;
+  if (!flag("-pre"))
+    return true;
+  const std::string word = flagWord("-pre");
+  if (!parseInt(word, digits) || digits < 0 || digits > kMaxPrecision) {
+    digits = -1;
+    failure("-precision takes the number of places after the point, 0 to " +
+            std::to_string(kMaxPrecision) + ", not '" + word + "'");
+    return false;
+  }
+  return true;
 }
 
 bool Command::flagNumbers(const char* name, double out[3], bool degrees) {

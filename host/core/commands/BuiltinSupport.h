@@ -34,6 +34,13 @@ std::string formatDouble(double value);
 // The same for a value held in single precision: the shortest text that
 // reads back to the same float, which widens to the same double.
 std::string formatFloat(double value);
+// Text for people rather than for files: rounded to `digits` places after
+// the point, trailing zeros dropped ("1.5" for 1.5 at 3 places) and no "-0",
+// as animation hosts show values in their fields.
+std::string formatRounded(double value, int digits);
+// The largest -precision the queries accept: beyond it a double has no more
+// digits to show for values around 1.
+constexpr int kMaxPrecision = 17;
 // Whole-word numbers: optional sign, digits, optional fraction and exponent.
 // Non-finite results (overflow, "nan", "inf") are refused.
 bool parseDouble(const std::string& text, double& value);
@@ -71,6 +78,9 @@ HObject nodeByName(const std::string& name, std::string& error);
 // A plug "node.attr[2].child"; the message names the word and says what is
 // wrong (no node, no attribute, malformed index).
 HPlug plugByName(const std::string& name, std::string& error);
+// The node's attributes, static and dynamic, children of compounds too, by
+// long name, each followed by its short name when asked.
+std::vector<std::string> attributeNames(const HObject& node, bool shortNamesToo);
 // Nodes matching a name, |path or wildcard pattern, in creation order.
 std::vector<HObject> nodesMatching(const std::string& pattern);
 // The node's type, or one of its ancestor types, is typeName.
@@ -85,7 +95,10 @@ bool rawNumber(const HPlug& plug, double& value);
 bool rawString(const HPlug& plug, std::string& value);
 // A leaf value as result text: floats and doubles shortest, angles in
 // degrees, bools and enums as numbers (enums as names with asString).
-std::string formatLeafValue(const Attribute* leaf, double value, bool asString = false);
+// Precision 0 or more rounds floats, doubles and angles to that many places
+// after the point (formatRounded); -1 keeps every digit.
+std::string formatLeafValue(const Attribute* leaf, double value, bool asString = false,
+                            int precision = -1);
 // Parses a word for a numeric or enum leaf into the number to store: bools
 // from on/off..., integers, enum field names or values, angles in degrees.
 // error names the word and the type expected.
@@ -140,6 +153,9 @@ class Command : public HPxCommand {
   std::string flagWord(const char* name, unsigned index = 0) const;
   // Three numbers of a flag; false (error shown) when a word is not a number.
   bool flagNumbers(const char* name, double out[3], bool degrees);
+  // The number of places of "-precision N" (flag -pre), -1 when not given;
+  // false (error shown) for a word that is not 0 to kMaxPrecision.
+  bool precisionFlag(int& digits);
   unsigned argCount() const;
   std::string arg(unsigned index) const;
 

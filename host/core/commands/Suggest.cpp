@@ -61,4 +61,13 @@ std::string didYouMean(const std::string& word, const std::vector<std::string>& 
   return best.empty() ? std::string() : " Did you mean '" + best + "'?";
 }
 
+std::vector<std::string> flagNames(const HSyntax& syntax) {
+  std::vector<std::string> names;
+  for (const HSyntax::Flag& flag : syntax.flags()) {
+    names.push_back(flag.shortName.asStdString());
+    names.push_back(flag.longName.asStdString());
+  }
+  return names;
+}
+
 }  // namespace hostdetail

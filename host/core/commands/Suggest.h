@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "HSyntax.h"
+
 namespace hostdetail {
 
 // The candidate closest to word, ignoring case, when it is close enough to
@@ -14,5 +16,9 @@ std::string closestWord(const std::string& word, const std::vector<std::string>&
 
 // " Did you mean 'X'?" for the closest candidate, or "".
 std::string didYouMean(const std::string& word, const std::vector<std::string>& candidates);
+
+// The flags of a syntax as typed, short and long ("-n", "-name"), in the
+// order declared: the words a mistyped or half-typed flag is matched against.
+std::vector<std::string> flagNames(const HSyntax& syntax);
 
 }  // namespace hostdetail

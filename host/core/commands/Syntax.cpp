@@ -237,12 +237,8 @@ HArgParser::HArgParser(const HSyntax& syntax, const HArgList& args, HStatus* sta
       continue;
     }
     if (!flag) {
-      std::vector<std::string> names;
-      for (const HSyntax::Flag& known : syntax.flags()) {
-        names.push_back(known.shortName.asStdString());
-        names.push_back(known.longName.asStdString());
-      }
-      const std::string hint = hostdetail::didYouMean(word.asStdString(), names);
+      const std::string hint =
+          hostdetail::didYouMean(word.asStdString(), hostdetail::flagNames(syntax));
       fError = "Invalid flag: " + word.asStdString() + (hint.empty() ? "" : "." + hint);
       break;
     }

@@ -1,5 +1,6 @@
 #pragma once
-// Frame ranges as the animation commands and snapshot take them.
+// Frame ranges as the animation commands and snapshot take them (sampled by
+// sampleFrames in commands/BuiltinSupport.h).
 
 #include <string>
 #include <vector>
@@ -11,10 +12,6 @@ namespace builtin {
 // anything else, a non-finite or far-off frame, or a range that runs
 // backwards.
 bool parseFrameRange(const std::string& word, double& start, double& end, std::string& error);
-// The frames from start to end, step apart (the end included when a step
-// lands on it); refuses a step not above 0 and more than 100 000 frames.
-bool sampleFrames(double start, double end, double step, std::vector<double>& frames,
-                  std::string& error);
 // The frames of the -t START:END and -by STEP flags given (the playback
 // range and a step of 1 when left out).
 bool framesFromFlags(bool hasRange, const std::string& range, bool hasStep,

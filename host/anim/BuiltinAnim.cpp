@@ -32,10 +32,6 @@
 namespace hostdetail {
 namespace builtin {
 
-// Frames further apart than this many samples are refused: a typo such as
-// 1:1e7 would otherwise keep the host busy for hours.
-constexpr size_t kMaxSamples = 100000;
-
 // "START:END" or a single frame; an error naming the word otherwise.
 bool parseFrameRange(const std::string& word, double& start, double& end, std::string& error) {
   const size_t colon = word.find(':', 1);
@@ -50,26 +46,6 @@ bool parseFrameRange(const std::string& word, double& start, double& end, std::s
     error = "The frame range " + word + " runs backwards: give START:END with START <= END";
     return false;
   }
-  return true;
-}
-
-// The frames from start to end, step apart, end included when it falls on a
-// step (within a rounding error).
-bool sampleFrames(double start, double end, double step, std::vector<double>& frames,
-                  std::string& error) {
-  if (!(step > 0.0)) {
-    error = "The step must be above 0";
-    return false;
-  }
-  const double count = std::floor((end - start) / step + 1e-9) + 1.0;
-  if (count > double(kMaxSamples)) {
-    error = "The range " + formatDouble(start) + ":" + formatDouble(end) + " by " +
-            formatDouble(step) + " holds more than " + std::to_string(kMaxSamples) + " frames";
-    return false;
-  }
-  frames.clear();
-  for (size_t i = 0; i < size_t(count); ++i)
-    frames.push_back(start + double(i) * step);
   return true;
 }
 

@@ -279,7 +279,7 @@ HStatus exportGltf(const ExportRange* range, std::string& bytes, bool binary) {
   HStatus status = sampleAll(nodes);
   std::vector<double> frames;
   if (status && range) {
-    frames = range->frames();
+    frames = range->frames;
     for (double frame : frames) {
       const HStatus set = range->setFrame(frame);
       if (!set) {

@@ -371,7 +371,7 @@ TEST_F(GltfExport, BadInputIsRefusedAndChangesNothing) {
     std::string error;
   } cases[] = {
       {"file -export " + old + " -frameRange 10 1", "runs backwards: give the start frame first"},
-      {"file -export " + old + " -frameRange 0 1e9", "has more than 100000 frames"},
+      {"file -export " + old + " -frameRange 0 1e9", "more than 100000 frames"},
       {"file -export " + old + " -frameRange 1 x", "'x' is not a frame number for -frameRange"},
       {"file -export " + fFolder + "/missing/a.gltf", "Cannot write " + fFolder + "/missing"},
       {"file -export " + fFolder + "/folder.gltf", "Is a directory"},

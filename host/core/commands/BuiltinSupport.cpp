@@ -62,6 +62,24 @@ std::string formatRounded(double value, int digits) {
   return text;
 }
 
+bool sampleFrames(double start, double end, double step, std::vector<double>& frames,
+                  std::string& error) {
+  if (!(step > 0.0)) {
+    error = "The step must be above 0";
+    return false;
+  }
+  const double count = std::floor((end - start) / step + 1e-9) + 1.0;
+  if (count > double(kMaxFrameSamples)) {
+    error = "The range " + formatDouble(start) + ":" + formatDouble(end) + " by " +
+            formatDouble(step) + " holds more than " + std::to_string(kMaxFrameSamples) + " frames";
+    return false;
+  }
+  frames.clear();
+  for (size_t i = 0; i < size_t(count); ++i)
+    frames.push_back(start + double(i) * step);
+  return true;
+}
+
 namespace {
 
 // The shape of a decimal number: [+-]digits[.digits][(e|E)[+-]digits], with

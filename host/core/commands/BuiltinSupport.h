@@ -50,6 +50,18 @@ bool parseInt(const std::string& text, int& value);
 bool parseBool(const std::string& text, bool& value);
 
 // ---------------------------------------------------------------------------
+// Frame ranges
+
+// More frames than this are refused: a typing slip such as 1:1e7 would
+// otherwise hold the host for hours (and an export write gigabytes).
+constexpr size_t kMaxFrameSamples = 100000;
+// The frames from start to end, step apart (the end included when a step
+// lands on it within a rounding error); refuses a step not above 0 and more
+// than kMaxFrameSamples frames. start and end are finite, start <= end.
+bool sampleFrames(double start, double end, double step, std::vector<double>& frames,
+                  std::string& error);
+
+// ---------------------------------------------------------------------------
 // Angles: degrees in the command language and in scene files, radians inside.
 //
 // Degrees are read in extended precision and multiplied by pi/180 there

@@ -89,11 +89,11 @@ HStatus checkRange(const double* range, ExportRange& out) {
     return HStatus(HStatus::kInvalidParameter,
                    "The frame range " + text + " runs backwards: give the start frame first");
   }
-  if (range[1] - range[0] >= kMaxExportFrames) {
-    return HStatus(HStatus::kInvalidParameter, "The frame range " + text + " has more than " +
-                                                   std::to_string(long(kMaxExportFrames)) +
-                                                   " frames");
-  }
+  std::string error;
+  if (!builtin::sampleFrames(range[0], range[1], 1.0, out.frames, error))
+    return HStatus(HStatus::kInvalidParameter, error);
+  if (out.frames.back() < range[1])
+    out.frames.push_back(range[1]);
   if (!hook().setFrame) {
     return HStatus(HStatus::kFailure,
                    "Cannot export frames " + text +
@@ -108,16 +108,6 @@ HStatus checkRange(const double* range, ExportRange& out) {
 }
 
 }  // namespace
-
-std::vector<double> ExportRange::frames() const {
-  std::vector<double> list;
-  const double steps = std::floor(end - start);
-  for (double step = 0.0; step <= steps; step += 1.0)
-    list.push_back(start + step);
-  if (list.empty() || list.back() < end)
-    list.push_back(end);
-  return list;
-}
 
 void registerExporter(const std::string& extension, Exporter exporter) {
   exporters()[extension] = exporter;

@@ -27,20 +27,15 @@ namespace hostdetail {
 // The exporter solves the scene after each call before it reads it.
 using FrameSetter = std::function<HStatus(double frame)>;
 
-// The frames an export samples: start, start + 1, ... up to end, and end
-// itself when the step does not land on it. Never empty for start <= end.
+// What an export samples: frames start, start + 1, ... up to end, and end
+// itself when the step does not land on it (never empty).
 struct ExportRange {
   double start = 0.0;
   double end = 0.0;
   double framesPerSecond = 24.0;
   FrameSetter setFrame;
-
-  std::vector<double> frames() const;
+  std::vector<double> frames;
 };
-
-// More frames than this are refused: a typing slip (0 to 1e9) would
-// otherwise hold the host for hours and write gigabytes.
-constexpr double kMaxExportFrames = 100000.0;
 
 // Turns the scene (sampled over range when it is not null; the current pose
 // otherwise) into the file's bytes. Writes nothing to disk; a failure's

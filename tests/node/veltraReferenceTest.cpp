@@ -190,8 +190,9 @@ RestReach restReach(const Rig& rig) {
 // Moves the handle to a random goal: folding, straightening, beyond reach,
 // just inside or just outside the full reach (by 1e-4 to 1e-2 of it, clear of
 // the solve's 1e-05 tolerances), at the root or at the rest span; with a
-// random, zero or axis-aligned pole vector and a random or zero twist.
-void placeGoal(Random& random, const Rig& rig) {
+// random, zero or axis-aligned pole vector and a random or zero twist. Returns
+// whether the goal is on the root.
+bool placeGoal(Random& random, const Rig& rig) {
   const HVector root = worldPosition(rig.chain[0]);
   const RestReach reach = restReach(rig);
   double distance = 0.0;
@@ -233,6 +234,7 @@ void placeGoal(Random& random, const Rig& rig) {
   fnHandle.findPlug("pvy").setValue(pole.y);
   fnHandle.findPlug("pvz").setValue(pole.z);
   fnHandle.findPlug("twist").setValue(twist);
+  return distance == 0.0;
 }
 
 // Between goals the rig is sometimes edited through its plugs, as an animator
@@ -346,12 +348,13 @@ TEST_F(ReferenceTest, EverySolveWritesTheRecordedRotations) {
     Random random(0x5eed0000u + rigCase);
     const Rig rig = buildRig(random);
     for (unsigned step = 0; step < kStepsPerCase; ++step) {
+      bool goalOnRoot = false;
       if (step == 1) {
         setRampValues(random, rig);
       }
       if (step > 0) {
         editRig(random, rig);
-        placeGoal(random, rig);
+        goalOnRoot = placeGoal(random, rig);
       }
       ASSERT_EQ(HIkSystem::evaluate(), HStatus::kSuccess) << "case " << rigCase << " step " << step;
       const std::vector<Rotation> rotations = rotationsAfterSolve(rig);
@@ -368,7 +371,9 @@ TEST_F(ReferenceTest, EverySolveWritesTheRecordedRotations) {
       }
       const std::vector<HVector>& recorded = reference[key(rigCase, step)];
       double distance = recorded.size() == rotations.size() ? 0.0 : HUGE_VAL;
-      for (size_t i = 0; i < rotations.size() && i < recorded.size(); ++i) {
+      // A goal on the root gives the aim no direction: the root's rotation is
+      // then whatever rounding makes it, and only the bend below it is compared.
+      for (size_t i = goalOnRoot ? 1 : 0; i < rotations.size() && i < recorded.size(); ++i) {
         distance = std::max(distance, rotationDistance(rotations[i], recorded[i]));
       }
       if (!(distance <= kTolerance) && ++mismatches <= 5) {

@@ -258,8 +258,9 @@ veltraKernelSetup preKernelSolve(const veltraKernelInput& input) {
     setup.maxReach += (p[i + 1] - p[i]).length();
   }
 
+  // A rotation's inverse is its conjugate's matrix: no general 4x4 inverse.
   setup.worldToRootRotation =
-      HTransformationMatrix(setup.rootWorldMatrix).rotation().asMatrix().inverse();
+      HTransformationMatrix(setup.rootWorldMatrix).rotation().conjugate().asMatrix();
   setup.planeNormal = ikJointPlaneNormal(setup);
   setup.poleAngleOffset = ikPoleVectorAngleOffset(input, setup, setup.planeNormal);
   return setup;

@@ -24,6 +24,7 @@
 #include <HFloatArray.h>
 #include <HIntArray.h>
 #include <HObject.h>
+#include <HPlug.h>
 #include <HPointArray.h>
 #include <HStatus.h>
 #include <HString.h>
@@ -118,16 +119,25 @@ HStatus setRampAttr(const HDagPath& handle, const HString& name, const HFloatArr
 // "veltraSoftness" (distance, 0 or more), "veltraStretch" (0 to 1) and the
 // output "veltraReached" (not saved), added to the handle if missing.
 HStatus ikSoftStretchCreate(const HDagPath& handle);
+// The handle's plugs that one solve reads and writes, looked up once, and
+// the stretch factor the last solve applied (1 when none).
+struct veltraSoftStretchPlugs {
+  HPlug softness, stretch, reached, stretchScale;
+  bool complete = false;   // softness, stretch and reached all exist
+  bool stretched = false;  // a solve has stretched the chain: the factor exists
+  double appliedStretch = 1.0;
+};
 // Creates them if missing, reads softness and stretch into the input, and
 // takes the stretch the last solve applied out of the root's scale in the
-// input; `appliedStretch` is that factor (1 when none).
-HStatus ikSoftStretch(const HDagPath& handle, veltraKernelInput& input, double& appliedStretch);
-// Writes the reached flag and, when the stretch factor changed, the root's
-// scale (its unstretched scale in the input times the new factor) and the
-// factor itself.
+// input.
+HStatus ikSoftStretch(const HDagPath& handle, veltraKernelInput& input,
+                      veltraSoftStretchPlugs& plugs);
+// Writes the reached flag when it changed and, when the stretch factor
+// changed, the root's scale (its unstretched scale in the input times the new
+// factor) and the factor itself.
 void ikApplySoftStretch(const HDagPathArray& joints, const HDagPath& handle,
                         const veltraKernelInput& input, const veltraKernelResult& result,
-                        double appliedStretch);
+                        const veltraSoftStretchPlugs& plugs);
 
 // --- Poses ---------------------------------------------------------------------------
 // Every entry's own rotation (end effector included), radians.

@@ -34,11 +34,19 @@ const char* const kStretchName = "veltraStretch";
 const char* const kReachedName = "veltraReached";
 const char* const kStretchScaleName = "wexelStretchScale";
 
-HPlug handlePlug(const HDagPath& handle, const char* name) {
-  const HObject node = handle.node();
+// Looked up by their short names: the host hashes a short name faster and
+// keeps it without allocating.
+const char* const kSoftnessShortName = "vsof";
+const char* const kStretchShortName = "vstr";
+const char* const kReachedShortName = "vrch";
+const char* const kStretchScaleShortName = "wsts";
+
+HPlug handlePlug(const HFnDependencyNode& fnHandle, const HObject& node, const char* name,
+                 bool& found) {
   HStatus status;
-  const HObject attribute = HFnDependencyNode(node).attribute(name, &status);
-  return status == HStatus::kSuccess ? HPlug(node, attribute) : HPlug();
+  const HObject attribute = fnHandle.attribute(name, &status);
+  found = status == HStatus::kSuccess;
+  return found ? HPlug(node, attribute) : HPlug();
 }
 
 // A keyable double with the given range (no maximum when max < min).
@@ -58,19 +66,32 @@ HStatus addDouble(const HDagPath& handle, const char* name, const char* shortNam
   return addHandleAttribute(handle, attribute, nullptr);
 }
 
+// The handle's soft, stretch, reached and stretch factor plugs, one lookup
+// each; the factor's is null until a solve first stretches the chain.
+void findSoftStretchPlugs(const HDagPath& handle, veltraSoftStretchPlugs& plugs) {
+  const HObject node = handle.node();
+  const HFnDependencyNode fnHandle(node);
+  bool softness = false, stretch = false, reached = false;
+  plugs.softness = handlePlug(fnHandle, node, kSoftnessShortName, softness);
+  plugs.stretch = handlePlug(fnHandle, node, kStretchShortName, stretch);
+  plugs.reached = handlePlug(fnHandle, node, kReachedShortName, reached);
+  plugs.stretchScale = handlePlug(fnHandle, node, kStretchScaleShortName, plugs.stretched);
+  plugs.complete = softness && stretch && reached;
+}
+
 }  // namespace
 
 HStatus ikSoftStretchCreate(const HDagPath& handle) {
-  HStatus status = addDouble(handle, kSoftnessName, "vsof", 0.0, -1.0);
+  HStatus status = addDouble(handle, kSoftnessName, kSoftnessShortName, 0.0, -1.0);
   if (status == HStatus::kSuccess) {
-    status = addDouble(handle, kStretchName, "vstr", 0.0, 1.0);
+    status = addDouble(handle, kStretchName, kStretchShortName, 0.0, 1.0);
   }
   if (status == HStatus::kSuccess && !attributeExists(handle, kReachedName)) {
     // An output: the solve writes it, a user only reads it, and a scene file
     // has no use for it (the next solve writes it anew).
     HFnNumericAttribute fnAttribute;
     const HObject attribute =
-        fnAttribute.create(kReachedName, "vrch", HFnNumericData::kBoolean, 0.0);
+        fnAttribute.create(kReachedName, kReachedShortName, HFnNumericData::kBoolean, 0.0);
     fnAttribute.setWritable(false);
     fnAttribute.setStorable(false);
     status = addHandleAttribute(handle, attribute, nullptr);
@@ -78,19 +99,25 @@ HStatus ikSoftStretchCreate(const HDagPath& handle) {
   return status;
 }
 
-HStatus ikSoftStretch(const HDagPath& handle, veltraKernelInput& input, double& appliedStretch) {
-  const HStatus created = ikSoftStretchCreate(handle);
-  if (created != HStatus::kSuccess) {
-    return created;
+HStatus ikSoftStretch(const HDagPath& handle, veltraKernelInput& input,
+                      veltraSoftStretchPlugs& plugs) {
+  findSoftStretchPlugs(handle, plugs);
+  if (!plugs.complete) {
+    // Only a handle's first solve (or one whose attributes were deleted) gets here.
+    const HStatus created = ikSoftStretchCreate(handle);
+    if (created != HStatus::kSuccess) {
+      return created;
+    }
+    findSoftStretchPlugs(handle, plugs);
   }
-  HStatus status = handlePlug(handle, kSoftnessName).getValue(input.softness, HDGContext::fsNormal);
+  HStatus status = plugs.softness.getValue(input.softness, HDGContext::fsNormal);
   if (status == HStatus::kSuccess) {
-    status = handlePlug(handle, kStretchName).getValue(input.stretch, HDGContext::fsNormal);
+    status = plugs.stretch.getValue(input.stretch, HDGContext::fsNormal);
   }
+  double& appliedStretch = plugs.appliedStretch;
   appliedStretch = 1.0;
-  const HPlug applied = handlePlug(handle, kStretchScaleName);
-  if (!applied.isNull() &&
-      applied.getValue(appliedStretch, HDGContext::fsNormal) == HStatus::kSuccess &&
+  if (plugs.stretched &&
+      plugs.stretchScale.getValue(appliedStretch, HDGContext::fsNormal) == HStatus::kSuccess &&
       appliedStretch != 1.0 && std::isfinite(appliedStretch) && appliedStretch > 0.0 &&
       !input.localTransformations.empty()) {
     // The solve measures the chain as it stands without the last stretch.
@@ -109,12 +136,14 @@ HStatus ikSoftStretch(const HDagPath& handle, veltraKernelInput& input, double& 
 
 void ikApplySoftStretch(const HDagPathArray& joints, const HDagPath& handle,
                         const veltraKernelInput& input, const veltraKernelResult& result,
-                        double appliedStretch) {
-  const HPlug reached = handlePlug(handle, kReachedName);
-  if (!reached.isNull()) {
-    reached.setValue(result.reached);
+                        const veltraSoftStretchPlugs& plugs) {
+  // Written only when it changes: a write notifies whoever watches the handle.
+  bool wasReached = !result.reached;
+  if (plugs.reached.getValue(wasReached, HDGContext::fsNormal) != HStatus::kSuccess ||
+      wasReached != result.reached) {
+    plugs.reached.setValue(result.reached);
   }
-  if (result.stretchScale == appliedStretch || joints.length() == 0) {
+  if (result.stretchScale == plugs.appliedStretch || joints.length() == 0) {
     return;
   }
   double scale[3];
@@ -129,14 +158,16 @@ void ikApplySoftStretch(const HDagPathArray& joints, const HDagPath& handle,
             "connected.");
     return;
   }
-  HPlug factor = handlePlug(handle, kStretchScaleName);
-  if (factor.isNull()) {
+  HPlug factor = plugs.stretchScale;
+  if (!plugs.stretched) {
     HFnNumericAttribute fnAttribute;
     const HObject attribute =
-        fnAttribute.create(kStretchScaleName, "wsts", HFnNumericData::kDouble, 1.0);
+        fnAttribute.create(kStretchScaleName, kStretchScaleShortName, HFnNumericData::kDouble, 1.0);
     fnAttribute.setHidden(true);
     addHandleAttribute(handle, attribute, nullptr);
-    factor = handlePlug(handle, kStretchScaleName);
+    const HObject node = handle.node();
+    bool found = false;
+    factor = handlePlug(HFnDependencyNode(node), node, kStretchScaleShortName, found);
   }
   factor.setValue(result.stretchScale);
 }

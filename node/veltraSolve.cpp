@@ -66,8 +66,8 @@ HStatus veltra::doSolve() {
   }
 
   ikKernelGeometry(joints, handle, input);
-  double appliedStretch = 1.0;
-  status = ikSoftStretch(handle, input, appliedStretch);
+  veltraSoftStretchPlugs softStretch;
+  status = ikSoftStretch(handle, input, softStretch);
   if (status != HStatus::kSuccess) {
     status.perror("veltra::doSolve() - Could not retrieve softness and stretch.");
     return status;
@@ -90,6 +90,6 @@ HStatus veltra::doSolve() {
   // Both passes add to the rest pose rather than to whatever the previous
   // evaluation left: the bend pass first, then the root's plane rotation.
   ikApplyResult(joints, input, result);
-  ikApplySoftStretch(joints, handle, input, result, appliedStretch);
+  ikApplySoftStretch(joints, handle, input, result, softStretch);
   return HStatus(HStatus::kSuccess);
 }

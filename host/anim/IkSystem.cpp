@@ -569,7 +569,27 @@ struct FkRotations {
 FkRotations takeFkRotations(const HObject& handle) {
   FkRotations fk;
   fk.blend = ikBlendOf(handle);
-  std::vector<Node*> chain = chainNodes(nodeOf(handle));
+  const Node* handleNode = nodeOf(handle);
+  if (fk.blend >= 1.0) {
+    // Nothing to keep; only a blend that just ended leaves joints to unblend.
+    // The walk up from the effector allocates nothing, as most handles come here.
+    Node* start = nodeOf(nodeLink(handleNode->object(), kLinkStartJoint));
+    Node* effector = nodeOf(nodeLink(handleNode->object(), kLinkEndEffector));
+    const Node* n = effector;
+    while (n && n != start)
+      n = n->parent;
+    if (!start || !n)
+      return fk;  // no chain: the effector is not below the start joint
+    for (Node* joint = effector; joint != start;) {
+      joint = joint->parent;
+      if (joint->blendedRotation) {
+        joint->blendedRotation.reset();
+        invalidateMatrices(joint);
+      }
+    }
+    return fk;
+  }
+  std::vector<Node*> chain = chainNodes(handleNode);
   for (size_t i = 1; i < chain.size(); ++i) {  // chain[0] is the effector
     Node* node = chain[i];
     // The solver starts from unblended joints: it reads the matrices it writes.
@@ -577,11 +597,9 @@ FkRotations takeFkRotations(const HObject& handle) {
       node->blendedRotation.reset();
       invalidateMatrices(node);
     }
-    if (fk.blend < 1.0) {
-      fk.nodes.push_back(node);
-      for (int c = 0; c < 3; ++c)
-        fk.values.push_back(node->values.numbers[size_t(kSlotRotate + c)]);
-    }
+    fk.nodes.push_back(node);
+    for (int c = 0; c < 3; ++c)
+      fk.values.push_back(node->values.numbers[size_t(kSlotRotate + c)]);
   }
   return fk;
 }

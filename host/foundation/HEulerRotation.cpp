@@ -89,6 +89,25 @@ double squaredDistance(const HEulerRotation& a, const HEulerRotation& b) {
   return dx * dx + dy * dy + dz * dz;
 }
 
+// True when the upper-left 3x3 block is orthonormal within 1e-14 and keeps
+// handedness. Its finite elements are checked on the way: NaN fails every
+// comparison.
+bool isRotationBlock(const HMatrix& matrix) {
+  const double(*m)[4] = matrix.matrix;
+  const double kTolerance = 1e-14;
+  auto dot = [m](int i, int j) {
+    return m[i][0] * m[j][0] + m[i][1] * m[j][1] + m[i][2] * m[j][2];
+  };
+  if (!(std::fabs(dot(0, 0) - 1.0) <= kTolerance && std::fabs(dot(1, 1) - 1.0) <= kTolerance &&
+        std::fabs(dot(2, 2) - 1.0) <= kTolerance && std::fabs(dot(0, 1)) <= kTolerance &&
+        std::fabs(dot(0, 2)) <= kTolerance && std::fabs(dot(1, 2)) <= kTolerance))
+    return false;
+  const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+                     m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+                     m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+  return det > 0.0;
+}
+
 }  // namespace
 
 HMatrix HEulerRotation::asMatrix() const {
@@ -120,15 +139,21 @@ HQuaternion HEulerRotation::asQuaternion() const {
 
 HEulerRotation HEulerRotation::decompose(const HMatrix& m, RotationOrder order) {
   HEulerRotation e(0.0, 0.0, 0.0, order);
+  // A block that is already a rotation to rounding (as a quaternion's matrix
+  // is) is read as it is: orthonormalising it would change it by rounding only.
+  const double(*rotation)[4] = m.matrix;
   hfoundation::AffineParts parts;
-  if (!hfoundation::decomposeAffine(m, parts))
-    return e;
+  if (!isRotationBlock(m)) {
+    if (!hfoundation::decomposeAffine(m, parts))
+      return e;
+    rotation = nullptr;
+  }
   const Axes ax = axesOf(order);
   const int label[3] = {ax.first, ax.middle, ax.last};
   double r[3][3];
   for (int p = 0; p < 3; ++p)
     for (int q = 0; q < 3; ++q)
-      r[p][q] = parts.rotation[label[p]][label[q]];
+      r[p][q] = rotation ? rotation[label[p]][label[q]] : parts.rotation[label[p]][label[q]];
   double a, b, c;
   decomposeXYZ(r, a, b, c);
   const double sign = ax.odd ? -1.0 : 1.0;

@@ -1,8 +1,7 @@
 // file -export to glTF: the file is read back with tinygltf and every joint's
 // world matrix is rebuilt from the nodes and the animation with glTF's own
 // (column-vector) rules, independent of the host's matrix code, and compared
-// with the host's at every frame. The frames are set by a frame hook of the
-// test's own that poses the rig per frame, as the time module will.
+// with the host's at every frame of the rig's keyed motion.
 //
 // With VELTRA_GLTF_KEEP_DIR set, every file written is copied there for the
 // Khronos validator (tests/anim/validate-gltf.mjs, the ctest gltf_validator).
@@ -24,10 +23,10 @@
 
 #include "HDagPath.h"
 #include "HFileIO.h"
-#include "HFnTransform.h"
 #include "HGlobal.h"
 #include "HSelectionList.h"
 #include "HStringArray.h"
+#include "commands/BuiltinSupport.h"
 #include "commands/CommandEngine.h"
 #include "files/Export.h"
 
@@ -62,38 +61,15 @@ HMatrix hostWorld(const std::string& name) {
   return path.inclusiveMatrix();
 }
 
-// The test's time module: frame f turns the joints, moves the group and
-// stretches a tail bone by amounts that grow with f.
-struct TestTime {
-  double current = 7.0;
-  int calls = 0;
-  double failAt = NAN;
-
-  HStatus setFrame(double frame) {
-    ++calls;
-    if (frame == failAt)
-      return HStatus(HStatus::kFailure, "the test refuses this frame");
-    current = frame;
-    const double a = 0.21 * frame;
-    const struct {
-      const char* name;
-      double angles[3];
-    } turns[] = {{"hip", {a, -0.5 * a, 0.3 * a}},
-                 {"knee", {0.1, 0.7 * a, -a}},
-                 {"ankle", {-0.4 * a, 0.2, 0.9 * a}},
-                 {"toe", {a, a, 0.0}},
-                 {"tail1", {0.0, 0.0, 0.6 * a}}};
-    for (const auto& turn : turns) {
-      HFnTransform fn(node(turn.name));
-      fn.setRotation(turn.angles, fn.rotationOrder());
-    }
-    HFnTransform(node("rig"))
-        .setTranslation(HVector(0.1 * frame, 0.0, -0.05 * frame), HSpace::kTransform);
-    const double stretch[3] = {1.0 + 0.05 * frame, 1.0, 1.0};
-    HFnTransform(node("tail2")).setScale(stretch);
-    return HStatus(HStatus::kSuccess);
-  }
-};
+// Keys at frames 1 and 12 that turn the joints in every axis, move the group
+// and stretch a tail bone: plug, value at 1, value at 12.
+const struct {
+  const char* plug;
+  double first, last;
+} kKeys[] = {{"hip.rx", 0, 150},  {"hip.ry", 0, -75},   {"hip.rz", 0, 45},    {"knee.rx", 5, 5},
+             {"knee.ry", 0, 105}, {"knee.rz", 0, -150}, {"ankle.rx", 0, -60}, {"ankle.rz", 0, 135},
+             {"toe.rx", 0, 150},  {"toe.ry", 0, 150},   {"tail1.rz", 0, 90},  {"rig.tx", 0, 1.2},
+             {"rig.tz", 0, -0.6}, {"tail2.sx", 1, 1.6}};
 
 // glTF's node transform as p' = m p + t on column vectors.
 struct Affine {
@@ -217,10 +193,14 @@ class GltfExport : public ::testing::Test {
               testing::UnitTest::GetInstance()->current_test_info()->name();
     mkdir(fFolder.c_str(), 0755);
     ASSERT_TRUE(run(kRig));
-    fTime.setFrame(fTime.current);
-    fTime.calls = 0;
+    for (const auto& key : kKeys) {
+      ASSERT_TRUE(run("setKeyframe -t 1 -v " + hostdetail::builtin::formatDouble(key.first) + " " +
+                      key.plug + "; setKeyframe -t 12 -v " +
+                      hostdetail::builtin::formatDouble(key.last) + " " + key.plug))
+          << fErrors.str();
+    }
+    ASSERT_TRUE(run("currentTime 7"));
     fSessionTime = hostdetail::frameHook();
-    installTime();
   }
   void TearDown() override {
     hostdetail::setFrameHook(fSessionTime);
@@ -228,12 +208,10 @@ class GltfExport : public ::testing::Test {
     HStatus::setErrorStream(nullptr);
   }
 
-  void installTime() {
-    FrameHook hook;
-    hook.setFrame = [this](double frame) { return fTime.setFrame(frame); };
-    hook.currentFrame = [this] { return fTime.current; };
-    hook.framesPerSecond = [] { return 24.0; };
-    hostdetail::setFrameHook(hook);
+  static std::string currentTime() {
+    HString frame;
+    EXPECT_TRUE(HGlobal::executeCommand("currentTime -q", frame));
+    return frame.asChar();
   }
 
   bool run(const std::string& text) {
@@ -263,7 +241,6 @@ class GltfExport : public ::testing::Test {
 
   std::ostringstream fErrors;
   std::string fFolder;
-  TestTime fTime;
   FrameHook fSessionTime;  // the host's own time, put back after each test
 };
 
@@ -279,12 +256,9 @@ TEST_F(GltfExport, AnimationReproducesEveryJointAtEveryFrame) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     const std::string before = HFileIO::sceneAsText().asStdString();
-    fTime.calls = 0;
     const tinygltf::Model model = load(exportTo(c.file, c.range));
-    // Every frame was set once, then the frame the scene was at, and the
-    // scene is back as it was.
-    EXPECT_EQ(fTime.calls, int(c.frames.size()) + 1);
-    EXPECT_EQ(fTime.current, 7.0);
+    // The scene is back at the frame it was at, as it was.
+    EXPECT_EQ(currentTime(), "7");
     EXPECT_EQ(HFileIO::sceneAsText().asStdString(), before);
 
     ASSERT_EQ(model.nodes.size(), 7u);  // six joints and the group; no prop
@@ -309,37 +283,14 @@ TEST_F(GltfExport, AnimationReproducesEveryJointAtEveryFrame) {
     for (const char* joint : kJoints)
       expectSameWorld(hostWorld(joint), worlds.at(joint), 1e-12, std::string(joint) + " at rest");
     for (std::size_t k = 0; k < c.frames.size(); ++k) {
-      fTime.setFrame(c.frames[k]);
+      ASSERT_TRUE(run("currentTime " + hostdetail::builtin::formatDouble(c.frames[k])));
       worlds = gltfWorlds(model, int(k));
       for (const char* joint : kJoints) {
         expectSameWorld(hostWorld(joint), worlds.at(joint), 1e-6,
                         std::string(joint) + " at frame " + std::to_string(c.frames[k]));
       }
     }
-    fTime.setFrame(7.0);
-  }
-}
-
-// Through the host's own time: keyed attributes, sampled by file -export,
-// and the session left at the frame it was on.
-TEST_F(GltfExport, KeyedMotionExportsThroughTheSessionsTime) {
-  hostdetail::setFrameHook(fSessionTime);
-  ASSERT_TRUE(
-      run("setKeyframe -t 1 -v 0 hip.rotateZ; setKeyframe -t 9 -v 70 hip.rotateZ;"
-          "setKeyframe -t 1 -v -20 knee.rotateX; setKeyframe -t 9 -v 45 knee.rotateX;"
-          "setKeyframe -t 1 -v 0 rig.translateY; setKeyframe -t 9 -v 2 rig.translateY;"
-          "currentTime 4"))
-      << fErrors.str();
-  const tinygltf::Model model = load(exportTo("keyed.gltf", " -fr 1 9"));
-  HString frame;
-  ASSERT_TRUE(HGlobal::executeCommand("currentTime -q", frame));
-  EXPECT_EQ(std::string(frame.asChar()), "4");
-  for (int k = 0; k <= 8; ++k) {
-    ASSERT_TRUE(run("currentTime " + std::to_string(k + 1)));
-    const std::map<std::string, Affine> worlds = gltfWorlds(model, k);
-    for (const char* joint : kJoints)
-      expectSameWorld(hostWorld(joint), worlds.at(joint), 1e-6,
-                      std::string(joint) + " at frame " + std::to_string(k + 1));
+    ASSERT_TRUE(run("currentTime 7"));
   }
 }
 
@@ -347,7 +298,6 @@ TEST_F(GltfExport, WithoutFrameRangeWritesTheCurrentPoseOnly) {
   for (const char* file : {"pose.gltf", "pose.glb"}) {
     SCOPED_TRACE(file);
     const tinygltf::Model model = load(exportTo(file));
-    EXPECT_EQ(fTime.calls, 0);
     EXPECT_TRUE(model.animations.empty());
     ASSERT_EQ(model.scenes.size(), 1u);
     EXPECT_EQ(model.scenes[0].nodes.size(), 2u);  // rig and tail1
@@ -387,15 +337,14 @@ TEST_F(GltfExport, BadInputIsRefusedAndChangesNothing) {
     SCOPED_TRACE(c.command);
     EXPECT_FALSE(run(c.command));
     EXPECT_NE(fErrors.str().find(c.error), std::string::npos) << fErrors.str();
-    EXPECT_EQ(fTime.calls, 0);
+    EXPECT_EQ(currentTime(), "7");
     EXPECT_EQ(fileText(old), "earlier export");
     EXPECT_EQ(folderEntries(fFolder), files);
     EXPECT_EQ(HFileIO::sceneAsText().asStdString(), scene);
   }
 }
 
-// What the scene or the time module cannot give is refused the same way;
-// a frame that fails part-way still puts the frame back.
+// What the scene cannot give, or a host without time, is refused the same way.
 TEST_F(GltfExport, SceneAndTimeProblemsAreRefused) {
   const std::string path = fFolder + "/a.gltf";
   const struct {
@@ -403,31 +352,24 @@ TEST_F(GltfExport, SceneAndTimeProblemsAreRefused) {
     const char* range;
     const char* error;
     bool noTime;
-    double failAt;
   } cases[] = {
-      {"", " -fr 1 5", "Cannot set frame 3: the test refuses this frame", false, 3.0},
-      {"", " -fr 1 5", "no time module is loaded to set them (leave out -frameRange", true, NAN},
-      {"setAttr knee.shear 0.1 0 0", "", "knee has shear, which a glTF node cannot hold", false,
-       NAN},
-      {"delete rig tail1", "", "Nothing to export: the scene has no joints", false, NAN},
+      {"", " -fr 1 5", "no time module is loaded to set them (leave out -frameRange", true},
+      {"setAttr knee.shear 0.1 0 0", "", "knee has shear, which a glTF node cannot hold", false},
+      {"delete rig tail1", "", "Nothing to export: the scene has no joints", false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.error);
     ASSERT_TRUE(run(c.setup)) << fErrors.str();
     if (c.noTime)
       hostdetail::setFrameHook(FrameHook());
-    fTime.failAt = c.failAt;
     const std::string scene = HFileIO::sceneAsText().asStdString();
     EXPECT_FALSE(run("file -export " + path + c.range));
     EXPECT_NE(fErrors.str().find(c.error), std::string::npos) << fErrors.str();
-    EXPECT_EQ(fTime.current, 7.0);
+    EXPECT_EQ(currentTime(), "7");
     EXPECT_EQ(HFileIO::sceneAsText().asStdString(), scene);
     struct stat info;
     EXPECT_NE(stat(path.c_str(), &info), 0);
-    installTime();
-    ASSERT_TRUE(run("file -new; " + std::string(kRig)));
-    fTime.failAt = NAN;
-    fTime.setFrame(7.0);
+    hostdetail::setFrameHook(fSessionTime);
   }
 }
 
